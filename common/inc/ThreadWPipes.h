@@ -1,0 +1,49 @@
+#pragma once
+
+#include <Poco/Mutex.h>
+#include <Poco/Runnable.h>
+#include <Poco/Thread.h>
+
+#include <deque>
+
+#include "PipeMessage.h"
+#include "ThreadSafety.h"
+
+namespace Orv
+{
+
+// A thread with an input queue and a descriptor that is readable while messages wait, fit for select.
+// Threads:   pushToInput from any; getInputReadFD and popFromInput from the running thread; start and join from the
+//            thread that owns the object.
+// Ownership: pushToInput takes the message, also when it throws; popFromInput gives the messages to the caller.
+// Invariant: the descriptor holds at most one pending wake-up, and holds one exactly while the queue is not empty.
+// Failure:   the constructor throws Orv::OrvException if no descriptor can be had or if it does not fit an fd_set.
+//            pushToInput throws std::bad_alloc if the queue cannot grow.
+class ThreadWPipes : public Poco::Thread
+{
+public:
+    ThreadWPipes();
+    ~ThreadWPipes();  // frees what still waits; the thread must have ended
+
+    // Starts the thread, again if it has ended. What an earlier run left waiting is freed first, so a run never sees a
+    // message of an earlier run.
+    void start(Poco::Runnable& target);
+
+    // Never blocks. One system call when the queue was empty, none otherwise.
+    void pushToInput(PipeMessage* message);
+
+    int getInputReadFD() const { return _eventFd; }
+
+    // All waiting messages, oldest first; the descriptor is not readable afterwards.
+    std::deque<PipeMessage*> popFromInput();
+
+private:
+    void freeWaiting();
+
+    const int _eventFd;
+    bool _startedBefore;
+    Poco::FastMutex _inputMutex;
+    std::deque<PipeMessage*> _input ORV_GUARDED_BY(_inputMutex);
+};
+
+}  // namespace Orv
