@@ -57,7 +57,7 @@ public:
 
 private:
     LoggingWrapper();
-    ~LoggingWrapper();
+    ~LoggingWrapper() = default;
 
     static std::atomic<int> _level;
     std::atomic<OrvMwSpiLog_1*> _log;

@@ -13,7 +13,8 @@ class MoUtils
 public:
     enum
     {
-        MAX_STRUCT_DEPTH = 32  // a struct within a struct counts 2
+        MAX_STRUCT_DEPTH = 32,      // a struct within a struct counts 2
+        MAX_STRUCT_MEMBERS = 65536  // of all structs of one attribute together; ends the walk of a cyclic list, too
     };
 
     // A copy that the caller owns and gives back to deleteAttributeValueContainer.

@@ -18,7 +18,8 @@ class OrvConfiguration
 public:
     enum
     {
-        MAX_FILE_SIZE = 1024 * 1024  // bytes
+        MAX_FILE_SIZE = 1024 * 1024,  // bytes
+        MAX_DEPTH = 256               // elements within elements; the root counts 1
     };
 
     OrvConfiguration();

@@ -18,7 +18,8 @@ public:
     // A null argument for %s is written as "(null)".
     explicit OrvException(const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));
 
-    const char* what() const noexcept override { return _text; }
+    // Not inline: the class then has one home, the library, also for code with hidden visibility that catches it.
+    const char* what() const noexcept override;
 
 private:
     char _text[MAX_TEXT];

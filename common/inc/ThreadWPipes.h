@@ -18,18 +18,20 @@ namespace Orv
 // Ownership: pushToInput takes the message, also when it throws; popFromInput gives the messages to the caller.
 // Invariant: the descriptor holds at most one pending wake-up, and holds one exactly while the queue is not empty.
 // Failure:   the constructor throws Orv::OrvException if no descriptor can be had or if it does not fit an fd_set.
-//            pushToInput throws std::bad_alloc if the queue cannot grow.
+//            A push that throws has changed nothing.
 class ThreadWPipes : public Poco::Thread
 {
 public:
     ThreadWPipes();
     ~ThreadWPipes();  // frees what still waits; the thread must have ended
 
-    // Starts the thread, again if it has ended. What an earlier run left waiting is freed first, so a run never sees a
-    // message of an earlier run.
+    // Starts the thread, again if it has ended and was joined. The first start keeps what was pushed before; any later
+    // one frees what waits, so a run never sees a message of an earlier run. A thread that cannot be started, or runs
+    // already, is a Poco::SystemException; one that runs keeps its messages.
     void start(Poco::Runnable& target);
 
-    // Never blocks. One system call when the queue was empty, none otherwise.
+    // Never blocks. One system call when the queue was empty, none otherwise. Throws std::bad_alloc if the queue cannot
+    // grow, Orv::OrvException if the descriptor cannot be signalled; the message is freed then.
     void pushToInput(PipeMessage* message);
 
     int getInputReadFD() const { return _eventFd; }
