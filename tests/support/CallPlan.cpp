@@ -1,0 +1,64 @@
+#include "CallPlan.h"
+
+namespace OrvTest
+{
+
+void CallPlan::fail(const std::string& name, unsigned int nth, int code)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _failures[name][nth] = code;
+}
+
+void CallPlan::failAlways(const std::string& name, int code)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _permanentFailures[name] = code;
+}
+
+void CallPlan::succeed(const std::string& name)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _failures.erase(name);
+    _permanentFailures.erase(name);
+}
+
+int CallPlan::enter(const std::string& name)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    const unsigned int number = ++_counts[name];
+    _calls.push_back(name);
+
+    const auto permanent = _permanentFailures.find(name);
+    if (permanent != _permanentFailures.end())
+    {
+        return permanent->second;
+    }
+    const auto planned = _failures.find(name);
+    if (planned == _failures.end())
+    {
+        return 0;
+    }
+    const auto code = planned->second.find(number);
+    return code == planned->second.end() ? 0 : code->second;
+}
+
+unsigned int CallPlan::count(const std::string& name) const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    const auto found = _counts.find(name);
+    return found == _counts.end() ? 0 : found->second;
+}
+
+std::vector<std::string> CallPlan::calls() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _calls;
+}
+
+void CallPlan::clearCalls()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _calls.clear();
+}
+
+}  // namespace OrvTest

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace OrvTest
+{
+
+// What was called of a fake, in which order, and which calls have been told to fail.
+// A call has a name ("registerConsumer"), or a name and what it is asked for ("portal1.getInterface:OrvMwSpiLog").
+// Threads: any.
+class CallPlan
+{
+public:
+    // The nth call of this name from the start of the test (1 is the first) answers code and does nothing else.
+    void fail(const std::string& name, unsigned int nth, int code);
+    // Every call of this name answers code and does nothing else.
+    void failAlways(const std::string& name, int code);
+    // Takes both back.
+    void succeed(const std::string& name);
+
+    // Notes a call. 0: go on; any other number: the answer that was planned for it.
+    int enter(const std::string& name);
+
+    unsigned int count(const std::string& name) const;
+    // The names of all calls so far, oldest first.
+    std::vector<std::string> calls() const;
+    void clearCalls();
+
+private:
+    mutable std::mutex _mutex;
+    std::map<std::string, unsigned int> _counts;
+    std::map<std::string, std::map<unsigned int, int>> _failures;
+    std::map<std::string, int> _permanentFailures;
+    std::vector<std::string> _calls;
+};
+
+}  // namespace OrvTest
