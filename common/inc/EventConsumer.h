@@ -1,0 +1,165 @@
+#pragma once
+
+#include <atomic>
+#include <cassert>
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "AutoMemory.h"
+#include "Log.h"
+#include "NameValuePair.h"
+#include "OrvOamSpiEventRouter_1.h"
+#include "Portal.h"
+
+namespace Orv
+{
+
+// Turns the event router's plain callback, which carries no context, into a call of a member function. Each pair of
+// subscriber type and instanceNumber has one live object at most: a second one is a programming error that ends the
+// process, and so is start while started and a router that refuses in start.
+// Threads:   start and stop are serialised by the owner; callbacks come on the router's event thread. No lock is taken.
+// Ownership: the subscriber is borrowed and must live until stop has returned and no callback runs any more; the arrays
+//            given to the router are this object's, from start to stop.
+// Failure:   no exception of the subscriber reaches the router; it is logged.
+template <typename SubscriberT, int instanceNumber>
+class EventConsumer
+{
+public:
+    typedef void (SubscriberT::*Member)(const char* eventType, void* value);
+
+    EventConsumer()
+        : _handle(0),
+          _consumer(),
+          _started(false),
+          _subscriber(nullptr),
+          _member(nullptr),
+          _filter(nullptr),
+          _portal(Portal::instance())
+    {
+        assert(_instance == __null);
+        _instance = this;
+    }
+
+    // Does not call stop: the owner does.
+    virtual ~EventConsumer() { _instance = nullptr; }
+
+    void start(const std::vector<NameValuePair>& filter, Member member, SubscriberT& subscriber, const char* eventType)
+    {
+        ORV_TRACE(Trace::Common, " >> ");
+        if (_started)
+        {
+            abort();
+        }
+        _eventType = eventType;
+        _subscriber = &subscriber;
+        _member = member;
+        _consumer.notify = &EventConsumer::notifyCallback;
+
+        // Without a router no event would ever come: nothing guards against its absence.
+        OrvOamSpiEventRouter_1* const router = _portal->getEventRouter();
+        if (router->registerConsumer(&_consumer, &_handle) != OrvOk)
+        {
+            ORV_LOG(Trace::Common, 3, "Could not register consumer");
+            abort();
+        }
+        buildFilter(filter);
+        if (router->addSubscription(_handle, _eventType.c_str(), _filter) != OrvOk)
+        {
+            ORV_LOG(Trace::Common, 3, "Could not add subscription");
+            abort();
+        }
+        _started = true;
+        ORV_TRACE(Trace::Common, " << ");
+    }
+
+    void stop()
+    {
+        ORV_TRACE(Trace::Common, " >> ");
+        if (!_started)
+        {
+            ORV_TRACE(Trace::Common, " << ");
+            return;
+        }
+        OrvOamSpiEventRouter_1* const router = _portal->getEventRouter();
+        if (router == nullptr || router->removeSubscription(_handle, _eventType.c_str(), _filter) != OrvOk)
+        {
+            ORV_TRACE(Trace::Common, "Could not unregister event subscription, eventType %s", _eventType.c_str());
+        }
+        if (router == nullptr || router->unregisterConsumer(_handle, &_consumer) != OrvOk)
+        {
+            ORV_TRACE(Trace::Common, "Could not unregister event consumer, eventType %s", _eventType.c_str());
+        }
+        _started = false;
+        _memory.clear();
+        _filter = nullptr;
+        ORV_TRACE(Trace::Common, " << ");
+    }
+
+    static ZelReturnT notifyCallback(ZelOamSpiEventConsumerHandleT, const char* eventType, ZelNameValuePairT**,
+                                     void* value)
+    {
+        ORV_TRACE(Trace::Common, " >> ");
+        assert(_instance);
+        EventConsumer* const consumer = _instance;
+        try
+        {
+            (consumer->_subscriber->*consumer->_member)(eventType, value);
+        }
+        catch (const std::exception& e)
+        {
+            ORV_LOG(Trace::Common, 4, "Exception thrown from event consumer :%s", e.what());
+        }
+        catch (...)
+        {
+            ORV_LOG(Trace::Common, 4, "Unknown exception thrown from event consumer");
+        }
+        ORV_TRACE(Trace::Common, " << ");
+        return OrvOk;
+    }
+
+    EventConsumer(const EventConsumer&) = delete;
+    EventConsumer& operator=(const EventConsumer&) = delete;
+
+private:
+    // The router keeps the array, so it must outlive the caller's vector.
+    void buildFilter(const std::vector<NameValuePair>& filter)
+    {
+        void* const block = std::calloc(filter.size() + 1, sizeof(ZelNameValuePair*));
+        if (block == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+        _memory.addBlock(block);
+        _filter = static_cast<ZelNameValuePair**>(block);
+        ZelNameValuePair** slot = _filter;
+        for (const NameValuePair& pair : filter)
+        {
+            typedef AutoMemory::OwnedObj<NameValuePair> OwnedPair;
+            OwnedPair* const owned = new OwnedPair;
+            _memory.addObject(owned);
+            static_cast<NameValuePair&>(*owned) = pair;
+            *slot++ = owned;
+        }
+    }
+
+    AutoMemory _memory;
+    std::string _eventType;
+    ZelOamSpiEventConsumerHandleT _handle;
+    ZelOamSpiEventConsumer _consumer;
+    bool _started;
+    SubscriberT* _subscriber;
+    Member _member;
+    ZelNameValuePair** _filter;
+    Portal* _portal;
+
+    // Written by constructor and destructor alone, read by callbacks on another thread.
+    static std::atomic<EventConsumer*> _instance;
+};
+
+template <typename SubscriberT, int instanceNumber>
+std::atomic<EventConsumer<SubscriberT, instanceNumber>*> EventConsumer<SubscriberT, instanceNumber>::_instance{nullptr};
+
+}  // namespace Orv
