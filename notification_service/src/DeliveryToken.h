@@ -1,0 +1,53 @@
+// The delivery token of a subscription is a mutex that one thread takes and another one gives back. The thread
+// sanitizer's model of a mutex does not cover that, so the three operations tell it of the order they make.
+#pragma once
+
+#include <Poco/Mutex.h>
+
+#include "ThreadSafety.h"
+
+#if defined(__SANITIZE_THREAD__)
+#define ORV_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ORV_THREAD_SANITIZER
+#endif
+#endif
+
+#if defined(ORV_THREAD_SANITIZER)
+extern "C" void __tsan_acquire(void* address);
+extern "C" void __tsan_release(void* address);
+#define ORV_TOKEN_TAKEN(token) __tsan_acquire(&(token))
+#define ORV_TOKEN_GIVEN(token) __tsan_release(&(token))
+#else
+#define ORV_TOKEN_TAKEN(token)
+#define ORV_TOKEN_GIVEN(token)
+#endif
+
+namespace OrvNbiNotificationService
+{
+
+inline bool tryTakeToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+{
+    if (!token.tryLock())
+    {
+        return false;
+    }
+    ORV_TOKEN_TAKEN(token);
+    return true;
+}
+
+inline void waitForToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+{
+    token.lock();
+    ORV_TOKEN_TAKEN(token);
+}
+
+// The caller's last touch of whatever the token protects, and of the token.
+inline void giveToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+{
+    ORV_TOKEN_GIVEN(token);
+    token.unlock();
+}
+
+}  // namespace OrvNbiNotificationService

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <Poco/ActiveMethod.h>
+#include <Poco/Mutex.h>
+#include <Poco/Timer.h>
+
+#include <atomic>
+#include <deque>
+
+#include "NotificationBuffer.h"
+#include "NotificationThreadStarter.h"
+#include "OrvOamSpiNbiNotificationService_1.h"
+#include "SubscriptionFilter.h"
+#include "ThreadSafety.h"
+
+namespace OrvNbiNotificationService
+{
+
+// One subscriber's standing request: a filter, a queue, a replay if the start time asks for one, a stop time and a
+// heartbeat. The constructor does all of the starting up: when it returns the replay stands in the queue, delivery is
+// under way and the timers run.
+// Threads:   construction on the subscribing thread and stop on any, both under the registry lock; notify from the
+//            service thread, a clock change and the timers; the handler is called on pool threads, one run at a time.
+//            _queueMutex is row 3 of docs/threads-and-locks.md; _processMutex, the delivery token, is no row:
+//            checkQueue takes it without blocking and the run gives it back on its own thread.
+// Ownership: the filter and every record in the queue are the subscription's; the buffer is borrowed.
+// Invariant: at most one delivery run exists, so records reach the handler in queue order.
+// Failure:   neither the constructor nor notify lets an exception pass: a failing mutex, an exhausted pool or a lack of
+//            memory there ends the process.
+class NotificationSubscription
+{
+public:
+    // startTime, stopTime: microseconds since the Unix epoch, 0 for none. heartbeatInterval: seconds. queueLimit:
+    // records that may wait before the backlog is thrown away. Takes the filter, which may be null.
+    NotificationSubscription(unsigned int subscriptionHandle, OrvOamSpiNbiNotificationHandler_1 handler,
+                             SubscriptionFilter* filter, NotificationBuffer* buffer, long long startTime,
+                             long long stopTime, bool heartbeatSupported, long long heartbeatInterval,
+                             unsigned int queueLimit) noexcept;
+
+    // stop must have been called.
+    ~NotificationSubscription();
+
+    // Ends delivery and waits for it, without limit. What is queued is dropped; no notification complete is sent.
+    // Throws Poco::SystemException.
+    void stop();
+
+    // Queues what the subscriber is to get for this record, a copy or what the filter derives, and starts delivery.
+    // The record is borrowed for the call. Never waits for the subscriber.
+    void notify(const OrvOamSpiNbiNotificationValue_1& notification) noexcept;
+
+    // A new record that the caller owns. time: microseconds since the Unix epoch.
+    static OrvOamSpiNbiNotificationValue_1* createDiscardedOldNotification(long long time);
+
+    NotificationSubscription(const NotificationSubscription&) = delete;
+    NotificationSubscription& operator=(const NotificationSubscription&) = delete;
+
+private:
+    enum class AfterAnswer
+    {
+        NextRecord,
+        EndRun
+    };
+
+    void init();
+    void replay();
+    void setupTimer();
+    void startTimer(long long delay);
+    void startHeartbeatTimer(long long interval);
+    void sendNotificationComplete();
+    void onTimer(Poco::Timer&);
+    void onHeartbeatTimer(Poco::Timer&);
+
+    bool isExpired(const OrvOamSpiNbiNotificationValue_1& notification) const;
+    bool enqueue(const OrvOamSpiNbiNotificationValue_1& notification);
+    void clearQueue() ORV_REQUIRES(_queueMutex);
+    void purge() ORV_REQUIRES(_queueMutex);
+    void appendDerived(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_queueMutex);
+    unsigned int queueSize();
+    void checkQueue();
+
+    void processQueueImpl();
+    OrvOamSpiNbiNotificationValue_1* popFront();
+    OrvReturnT callHandler(OrvOamSpiNbiNotificationValue_1* notification);
+    AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification);
+    static OrvOamSpiNbiNotificationValue_1* createOverflowNotification();
+
+    Poco::ActiveMethod<void, void, NotificationSubscription, NotificationThreadStarter<NotificationSubscription>>
+        processQueue;
+    Poco::FastMutex _queueMutex;
+    Poco::FastMutex _processMutex;
+    OrvOamSpiNbiNotificationHandler_1 _handler;
+    unsigned int _handle;
+    SubscriptionFilter* _filters;
+    std::deque<OrvOamSpiNbiNotificationValue_1*> _queue ORV_GUARDED_BY(_queueMutex);
+    unsigned int _maxQueueSize;
+    bool _overflow ORV_GUARDED_BY(_queueMutex);
+    bool _heartbeatSupported;
+    long long _heartbeatInterval;
+    NotificationBuffer* _buffer;
+    long long _startTime;
+    long long _stopTime;
+    bool _doReplay;
+    std::atomic<bool> _stopped;  // written without a lock, read under _queueMutex
+    bool _deregistering;         // touched only by the run that holds the token
+    Poco::Timer _timer;
+    Poco::Timer _heartbeatTimer;
+};
+
+}  // namespace OrvNbiNotificationService
