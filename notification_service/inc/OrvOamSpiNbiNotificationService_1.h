@@ -54,15 +54,18 @@ struct OrvOamSpiNbiNotificationHandler_1
     OrvReturnT (*notify)(unsigned int subscriptionHandle, OrvOamSpiNbiNotificationValue_1* notification);
 };
 
-// One entry of a legacy filter. name: "objectCreated", "objectDeleted" or "attributeChanged". value: a POSIX extended
-// regular expression that must match up to the very end of the DN or, for a changed attribute, of "dn,attributeName".
+// One entry of a legacy filter; both strings are required: a null one ends the process.
+// name: "objectCreated", "objectDeleted" or "attributeChanged". value: a POSIX extended regular expression that must
+// match up to the very end of the DN, or of the DN, a comma and, for a changed attribute, its name. An expression that
+// does not compile is logged and matches nothing.
 struct OrvNameValuePair
 {
     const char* name;
     const char* value;
 };
 
-// The table. Every entry may be called from any thread, but for the rule given with notify. Nothing is thrown.
+// The table. Every entry may be called from any thread, but for the rule given with notify. Nothing is thrown but where
+// an entry says so. Out-arguments and references are required.
 // OrvNotRunning means that the service is not started, OrvFailure that something unexpected happened, which is logged.
 // The order of the entries is the contract; the table grows at its end only.
 struct OrvOamSpiNbiNotificationService
@@ -92,7 +95,8 @@ struct OrvOamSpiNbiNotificationService
                             long long startTime, long long stopTime, bool heartbeatSupported,
                             long long heartbeatInterval);
 
-    // A fresh subscription handle in *subscriptionHandle (required). Works whether the service runs or not. OrvOk.
+    // A fresh subscription handle in *subscriptionHandle (required). Works whether the service runs or not. OrvOk. The
+    // one entry out of which an exception can come: Poco::SystemException if a mutex fails.
     OrvReturnT (*getSubscriptionHandle)(unsigned int* subscriptionHandle);
 
     // Ends a subscription, dropping what is queued. When it has returned no notify for the handle runs or follows.
