@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ChangeEvent.h"
+#include "DataText.h"
 #include "ElementError.h"
 #include "ThreadSafety.h"
 #include "YangModel.h"
@@ -16,23 +17,21 @@ namespace OrvElement
 
 class DataTree;
 
-enum class EditFormat
-{
-    Xml,
-    Json
-};
-
 // The element's configuration: a libyang data tree, always valid once it was loaded.
 //
 // Startup data and edits hold configuration only: a "config false" node in either is refused, since the element has no
-// instrumentation behind it. Both may stand in a <config> or <data> element of the NETCONF base namespace; in XML they
-// may also be several elements side by side.
+// instrumentation behind it. In XML they may be several elements side by side, and may stand in a <config> or <data>
+// element of the NETCONF base namespace.
 //
 // An edit is what RFC 6241 calls the content of <edit-config>'s <config>: data whose nodes may carry the attribute
 // "operation" (merge, replace, create, delete, remove) of that namespace; in JSON the annotation
-// "ietf-netconf:operation". Without one a node has its parent's operation, at the top merge. A user-ordered list or
-// leaf-list takes the attributes "insert", "key" and "value" of YANG's namespace (RFC 7950). A value that is there by
-// default only counts as missing for create and delete. A leaf that is deleted or removed need not carry a value.
+// "ietf-netconf:operation". Without one a node has its parent's operation, at the top merge. An entry of a user-ordered
+// list or leaf-list takes the attributes "insert", "key" and "value" of YANG's namespace (RFC 7950). A value that is
+// there by default only counts as missing for create and delete. A leaf that is deleted or removed need not carry a
+// value. Nodes are applied in the order of the edit.
+//
+// Each edit works on a copy of the data, which then takes the place of the original: a refused edit has nothing to
+// undo, and a reader keeps what it began to read.
 // Threads:   any. One edit at a time; a read during an edit sees the data as they were before it.
 // Ownership: the model is the caller's and must outlive this object.
 // Failure:   ElementError; the data are then exactly as they were.
