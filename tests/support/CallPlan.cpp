@@ -22,11 +22,26 @@ void CallPlan::succeed(const std::string& name)
     _permanentFailures.erase(name);
 }
 
-int CallPlan::enter(const std::string& name)
+void CallPlan::whenCalled(const std::string& name, std::function<void()> action)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
+    _actions[name] = std::move(action);
+}
+
+int CallPlan::enter(const std::string& name)
+{
+    std::unique_lock<std::mutex> lock(_mutex);
     const unsigned int number = ++_counts[name];
     _calls.push_back(name);
+
+    const auto action = _actions.find(name);
+    if (action != _actions.end() && action->second)
+    {
+        const std::function<void()> run = action->second;
+        lock.unlock();
+        run();
+        lock.lock();
+    }
 
     const auto permanent = _permanentFailures.find(name);
     if (permanent != _permanentFailures.end())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -21,6 +22,9 @@ public:
     // Takes both back.
     void succeed(const std::string& name);
 
+    // Runs the action at the start of every call of this name, on the calling thread. Null takes it back.
+    void whenCalled(const std::string& name, std::function<void()> action);
+
     // Notes a call. 0: go on; any other number: the answer that was planned for it.
     int enter(const std::string& name);
 
@@ -34,6 +38,7 @@ private:
     std::map<std::string, unsigned int> _counts;
     std::map<std::string, std::map<unsigned int, int>> _failures;
     std::map<std::string, int> _permanentFailures;
+    std::map<std::string, std::function<void()>> _actions;
     std::vector<std::string> _calls;
 };
 

@@ -1,5 +1,7 @@
 #include "FakeEventRouter.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -184,7 +186,7 @@ ZelReturnT FakeEventRouter::addSubscription(ZelOamSpiEventConsumerHandleT handle
     {
         return OrvNotFound;
     }
-    _subscriptions.push_back({handle, eventType, filter, consumer->second});
+    _subscriptions.push_back({handle, eventType, filter, consumer->second, pthread_self(), std::this_thread::get_id()});
     _changed.notify_all();
     return OrvOk;
 }

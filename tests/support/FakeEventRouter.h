@@ -30,6 +30,8 @@ public:
         std::string eventType;
         ZelNameValuePair** filter;  // the consumer's own array
         ZelOamSpiEventConsumer* consumer;
+        std::thread::native_handle_type thread;  // that made the subscription
+        std::thread::id threadId;
     };
 
     explicit FakeEventRouter(CallPlan& plan);

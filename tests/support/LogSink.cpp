@@ -57,13 +57,24 @@ void LogSink::add(LogLine::Source source, int level, int flag, const void* subsy
                     function == nullptr ? "" : function,
                     format(lineFormat, arguments),
                     std::this_thread::get_id()};
-    const std::lock_guard<std::mutex> lock(_mutex);
-    if (_echo)
+    std::function<void()> action;
     {
-        std::fprintf(stderr, "%s\n", describe(line).c_str());
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_echo)
+        {
+            std::fprintf(stderr, "%s\n", describe(line).c_str());
+        }
+        if (_action && source == _actionSource && line.text.rfind(_actionBeginning, 0) == 0)
+        {
+            action = _action;
+        }
+        _lines.push_back(std::move(line));
+        _arrived.notify_all();
     }
-    _lines.push_back(std::move(line));
-    _arrived.notify_all();
+    if (action)
+    {
+        action();
+    }
 }
 
 std::vector<LogLine> LogSink::lines() const
@@ -88,6 +99,14 @@ bool LogSink::waitFor(LogLine::Source source, const std::string& text, size_t co
             const auto wanted = [&](const LogLine& line) { return line.source == source && line.text == text; };
             return static_cast<size_t>(std::count_if(_lines.begin(), _lines.end(), wanted)) >= count;
         });
+}
+
+void LogSink::whenLine(LogLine::Source source, const std::string& beginning, std::function<void()> action)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _actionSource = source;
+    _actionBeginning = beginning;
+    _action = std::move(action);
 }
 
 void LogSink::echoToStandardError(bool on)

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdarg>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -47,6 +48,10 @@ public:
     // Waits until count lines with exactly this text have come from this source, false after the time-out.
     bool waitFor(LogLine::Source source, const std::string& text, size_t count, int timeoutSeconds) const;
 
+    // Runs the action after every further line from this source that begins so, on the thread that logs and with
+    // whatever locks it holds. Null takes it back.
+    void whenLine(LogLine::Source source, const std::string& beginning, std::function<void()> action);
+
     // Writes each further line to standard error as well: for death tests, whose parent sees nothing else.
     void echoToStandardError(bool on);
 
@@ -55,6 +60,9 @@ private:
     mutable std::condition_variable _arrived;
     std::vector<LogLine> _lines;
     bool _echo = false;
+    LogLine::Source _actionSource = LogLine::log;
+    std::string _actionBeginning;
+    std::function<void()> _action;
 };
 
 }  // namespace OrvTest
