@@ -20,7 +20,7 @@ public:
         repoint(nullptr);
     }
     NameValuePair(const NameValuePair& other)
-        : ZelNameValuePair(), _name(other._name), _value(other._value), _valueHeld(other._valueHeld)
+        : ZelNameValuePair(other), _name(other._name), _value(other._value), _valueHeld(other._valueHeld)
     {
         repoint(other.value);
     }
