@@ -1,0 +1,202 @@
+#include "DemoCommand.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "InstallPaths.h"
+#include "TimeText.h"
+
+namespace OrvElement
+{
+
+namespace
+{
+
+// Milliseconds that a record may take before the demo gives up. Nothing waits that long unless something is wrong.
+const long TIMEOUT = 20000;
+
+const char* const CREATED_INTERFACE =
+    "objectCreated ManagedElement=demo,interfaces=1,interface=eth2 name=\"eth2\" type=\"iana-if-type:ethernetCsmacd\" "
+    "enabled=true";
+const char* const CREATED_IPV4 =
+    "objectCreated ManagedElement=demo,interfaces=1,interface=eth2,ipv4=1 ipv4Id=\"1\" enabled=true forwarding=false";
+const char* const CREATED_ADDRESS =
+    "objectCreated ManagedElement=demo,interfaces=1,interface=eth2,ipv4=1,address=198.51.100.7 ip=\"198.51.100.7\" "
+    "prefix-length=24";
+const char* const CHANGED_HOSTNAME = "attributeChanged ManagedElement=demo,system=1 hostname=\"demo-renamed\"";
+const char* const CHANGED_DESCRIPTION =
+    "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 description=\"uplink\"";
+const char* const DISABLED = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 enabled=false";
+const char* const ENABLED = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 enabled=true";
+const char* const DELETED_INTERFACE = "objectDeleted ManagedElement=demo,interfaces=1,interface=eth1";
+
+ElementOptions demoOptions(ElementOptions options)
+{
+    options.model.modules = {"ietf-interfaces@2014-05-08", "ietf-ip@2014-06-16", "iana-if-type@2014-05-08",
+                             "ietf-system@2014-08-06"};
+    options.model.elementName = "demo";
+    options.startupPath = dataPath("demo/startup.xml");
+    // The demo raises the one clock change that it shows itself.
+    options.watchClock = false;
+    return options;
+}
+
+}  // namespace
+
+DemoCommand::DemoCommand(const ElementOptions& options) : _options(demoOptions(options)) {}
+
+int DemoCommand::execute()
+{
+    say("An element with two interfaces and a host name, from ietf-interfaces, ietf-ip and ietf-system.");
+    _element = std::make_unique<Element>(_options);
+    _begin = formatTime(currentTime());
+    _subscribers = std::make_unique<SubscriberSet>(
+        Element::portal(), [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
+        { _recorder.record(name, record); });
+    showLiveAndFiltered();
+    showReplay();
+    showStopTimeAndHeartbeat();
+    showClockChange();
+    finish();
+    if (_failures != 0)
+    {
+        std::printf("\nFAILED: %u checks\n", _failures);
+        return 1;
+    }
+    std::printf("\nEvery subscriber received exactly what it should.\n");
+    return 0;
+}
+
+void DemoCommand::showLiveAndFiltered()
+{
+    say("A live subscriber takes everything, a filtered one interface eth2 coming up and changes of the host name.");
+    subscribe("name=live");
+    subscribe("name=filtered;filter=objectCreated:interface=eth2;filter=attributeChanged:,hostname");
+
+    say("An edit creates interface eth2: the parents come first.");
+    apply("1-create.xml");
+    expect({{"live", {CREATED_INTERFACE, CREATED_IPV4, CREATED_ADDRESS}}, {"filtered", {CREATED_INTERFACE}}});
+
+    say("An edit changes three attributes of two objects.");
+    apply("2-change.xml");
+    expect({{"live", {CHANGED_DESCRIPTION, DISABLED, CHANGED_HOSTNAME}}, {"filtered", {CHANGED_HOSTNAME}}});
+}
+
+void DemoCommand::showReplay()
+{
+    say("A replaying subscriber asks for what came since the element started. Records of one transaction share their\n"
+        "time, and of equal times a replay gives the newest first.");
+    subscribe("name=replaying;start=" + _begin);
+    expect({{"replaying",
+             {CREATED_ADDRESS, CREATED_IPV4, CREATED_INTERFACE, CHANGED_HOSTNAME, DISABLED, CHANGED_DESCRIPTION,
+              "replayComplete"}}});
+
+    say("One that asks for the last hour is told of the gap: the buffer does not reach back that far.");
+    subscribe("name=latecomer;start=-1h;filter=attributeChanged:.*");
+    expect({{"latecomer", {"replayGap", CHANGED_HOSTNAME, DISABLED, CHANGED_DESCRIPTION, "replayComplete"}}});
+}
+
+void DemoCommand::showStopTimeAndHeartbeat()
+{
+    say("A stopping subscriber has a stop time 3 seconds ahead and a heartbeat every second.");
+    subscribe("name=stopping;stop=+3s;heartbeat=1");
+
+    say("An edit deletes interface eth1.");
+    apply("3-delete.json");
+    expect({{"live", {DELETED_INTERFACE}}, {"replaying", {DELETED_INTERFACE}}, {"stopping", {DELETED_INTERFACE}}});
+
+    say("The stop time comes.");
+    expect({{"stopping", {"notificationComplete"}}});
+    const unsigned int heartbeats = _recorder.heartbeats("stopping");
+    std::printf("  %-10s heartbeatNotification, %u times\n", "stopping", heartbeats);
+    check(heartbeats >= 1, "stopping has had a heartbeat");
+
+    say("A change after that reaches the others only.");
+    apply("4-change.xml");
+    expect({{"live", {ENABLED}}, {"replaying", {ENABLED}}, {"latecomer", {ENABLED}}});
+}
+
+void DemoCommand::showClockChange()
+{
+    say("The system clock is set: what was kept for replay is discarded, and everybody whose time is not over is "
+        "told.");
+    _element->raiseClockChange();
+    expect({{"live", {"discardedOld"}},
+            {"filtered", {"discardedOld"}},
+            {"replaying", {"discardedOld"}},
+            {"latecomer", {"discardedOld"}}});
+}
+
+// Waits for everything that may still be on its way, so that a record too many is seen as well.
+void DemoCommand::finish()
+{
+    _element->drainEvents();
+    _subscribers->flush(TIMEOUT);
+    for (const auto& subscriber : _expected)
+    {
+        compare(subscriber.first, _recorder.waitFor(subscriber.first, 0, 0));
+    }
+    _subscribers.reset();
+    _element->stop();
+}
+
+void DemoCommand::say(const std::string& text) const
+{
+    std::printf("\n%s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+void DemoCommand::subscribe(const std::string& spec)
+{
+    std::printf("  > subscribe %s\n", spec.c_str());
+    _subscribers->add(SubscriptionSpec::parse(spec, currentTime()));
+}
+
+void DemoCommand::apply(const std::string& edit)
+{
+    std::printf("  > edit %s\n", edit.c_str());
+    _element->applyEditFile(dataPath("demo/" + edit));
+}
+
+// Waits for the records of a step, shows them, and compares.
+void DemoCommand::expect(const Expectation& step)
+{
+    for (const auto& subscriber : step)
+    {
+        std::vector<std::string>& expected = _expected[subscriber.first];
+        expected.insert(expected.end(), subscriber.second.begin(), subscriber.second.end());
+    }
+    for (const auto& subscriber : step)
+    {
+        compare(subscriber.first, _recorder.waitFor(subscriber.first, _expected.at(subscriber.first).size(), TIMEOUT));
+    }
+    std::fflush(stdout);
+}
+
+// Shows what has not been shown yet, and checks everything received against everything expected.
+void DemoCommand::compare(const std::string& subscriber, const std::vector<std::string>& received)
+{
+    const std::vector<std::string>& expected = _expected.at(subscriber);
+    size_t& shown = _shown[subscriber];
+    for (; shown < received.size(); ++shown)
+    {
+        std::printf("  %-10s %s\n", subscriber.c_str(), received[shown].c_str());
+        check(shown < expected.size() && received[shown] == expected[shown],
+              subscriber + " should have received " + (shown < expected.size() ? expected[shown] : "nothing more"));
+    }
+    for (size_t missing = received.size(); missing < expected.size(); ++missing)
+    {
+        check(false, subscriber + " did not receive " + expected[missing]);
+    }
+}
+
+void DemoCommand::check(bool right, const std::string& statement)
+{
+    if (!right)
+    {
+        ++_failures;
+        std::printf("  WRONG: %s\n", statement.c_str());
+    }
+}
+
+}  // namespace OrvElement

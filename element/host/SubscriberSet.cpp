@@ -1,0 +1,317 @@
+#include "SubscriberSet.h"
+
+#include <Poco/Timestamp.h>
+
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "ElementError.h"
+#include "LogService.h"
+#include "OrvThreadLock.h"
+
+namespace OrvElement
+{
+
+namespace
+{
+
+typedef Orv::OrvThreadLock<Poco::FastMutex> Lock;
+
+// The marker's DN, which no managed object has.
+const char* const MARKER_DN = "orv-element marker";
+
+// Milliseconds without a call that count as silence.
+const long SILENCE = 50;
+
+bool isMarker(const OrvOamSpiNbiNotificationValue_1& record)
+{
+    return record.dn != nullptr && std::strcmp(record.dn, MARKER_DN) == 0;
+}
+
+std::string answerText(OrvReturnT code)
+{
+    switch (code)
+    {
+        case OrvNotRunning:
+            return "the service is not running";
+        case OrvBadArgument:
+            return "the service refused an argument";
+        case OrvNoThread:
+            return "the service has no thread left";
+        case OrvNotFound:
+            return "the service does not know it";
+        default:
+            return "the service answered " + std::to_string(code);
+    }
+}
+
+// The filters of a subscription as the interface takes them. The texts are the spec's.
+class FilterArray
+{
+public:
+    explicit FilterArray(const SubscriptionSpec& spec)
+    {
+        for (const auto& filter : spec.filters)
+        {
+            _pairs.push_back(OrvNameValuePair{filter.first.c_str(), filter.second.c_str()});
+        }
+        for (OrvNameValuePair& pair : _pairs)
+        {
+            _pointers.push_back(&pair);
+        }
+        _pointers.push_back(nullptr);
+    }
+    OrvNameValuePair** get() { return _pointers.data(); }
+
+private:
+    std::vector<OrvNameValuePair> _pairs;
+    std::vector<OrvNameValuePair*> _pointers;
+};
+
+}  // namespace
+
+// From a handle to its subscriber, for the whole process.
+struct SubscriberSet::HandleTable
+{
+    Poco::FastMutex mutex;
+    std::map<unsigned int, std::shared_ptr<Subscriber>> subscribers ORV_GUARDED_BY(mutex);
+
+    static HandleTable& instance()
+    {
+        static HandleTable theInstance;
+        return theInstance;
+    }
+};
+
+// One call of the handler, counted from its begin to its end.
+class SubscriberSet::CallScope
+{
+public:
+    explicit CallScope(SubscriberSet& set) : _set(set)
+    {
+        const Lock lock(_set._mutex);
+        ++_set._calls;
+        ++_set._callsRunning;
+    }
+    ~CallScope()
+    {
+        const Lock lock(_set._mutex);
+        --_set._callsRunning;
+        _set._progress.broadcast();
+    }
+
+    CallScope(const CallScope&) = delete;
+    CallScope& operator=(const CallScope&) = delete;
+
+private:
+    SubscriberSet& _set;
+};
+
+SubscriberSet::SubscriberSet(OrvMgmtSpiInterfacePortal_1& portal, OnRecord onRecord) : _onRecord(std::move(onRecord))
+{
+    const ZelMgmtSpiInterface_1 id = {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"};
+    void* found = nullptr;
+    if (portal.getInterface(id, &found) != OrvOk)
+    {
+        throw ElementError("no component offers NbiNotificationServiceCM/OrvOamSpiNbiNotificationService/1");
+    }
+    _service = static_cast<OrvOamSpiNbiNotificationService*>(found);
+    OrvOamSpiNbiNotificationHandler_1 handler = {&SubscriberSet::notify};
+    const OrvReturnT code = _service->registerHandler(&handler, &_handlerId);
+    if (code != OrvOk)
+    {
+        throw ElementError("cannot register a notification handler: " + answerText(code));
+    }
+}
+
+SubscriberSet::~SubscriberSet()
+{
+    for (const auto& entry : _subscribers)
+    {
+        unsubscribe(*entry.second);
+    }
+}
+
+void SubscriberSet::add(const SubscriptionSpec& spec)
+{
+    if (_subscribers.count(spec.name) != 0)
+    {
+        throw ElementError("there is a subscription \"" + spec.name + "\" already");
+    }
+    if (_subscribers.size() >= MAX_SUBSCRIPTIONS)
+    {
+        throw ElementError("cannot subscribe \"" + spec.name + "\": there are " + std::to_string(MAX_SUBSCRIPTIONS) +
+                           " subscriptions, which is the limit");
+    }
+    unsigned int handle = 0;
+    _service->getSubscriptionHandle(&handle);
+    const auto subscriber = std::make_shared<Subscriber>(Subscriber{this, spec.name, handle, false});
+    _subscribers.emplace(spec.name, subscriber);
+    HandleTable& table = HandleTable::instance();
+    {
+        const Lock lock(table.mutex);
+        table.subscribers.emplace(handle, subscriber);
+    }
+    FilterArray filters(spec);
+    const OrvReturnT code = _service->subscribe(_handlerId, filters.get(), handle, spec.startTime, spec.stopTime,
+                                                spec.heartbeat != 0, spec.heartbeat);
+    if (code != OrvOk)
+    {
+        const Lock lock(table.mutex);
+        table.subscribers.erase(handle);
+        _subscribers.erase(spec.name);
+        throw ElementError("cannot subscribe \"" + spec.name + "\": " + answerText(code));
+    }
+}
+
+void SubscriberSet::remove(const std::string& name)
+{
+    const auto found = _subscribers.find(name);
+    if (found == _subscribers.end())
+    {
+        throw ElementError("there is no subscription \"" + name + "\"");
+    }
+    unsubscribe(*found->second);
+    _subscribers.erase(found);
+}
+
+// How it is known that nothing is on its way any more: a record of the type that passes every subscription, whatever
+// its filter and its stop time, goes through the service behind everything else, and each subscriber sees it.
+//
+// Two properties of the service need care. A record that arrives at a full backlog throws the backlog away, so the
+// marker is only sent once the handler has been silent for a while, when the backlogs are empty. And a record that
+// arrives in the moment in which a delivery run ends waits for the next arrival, so the marker is sent again after each
+// further silence.
+void SubscriberSet::flush(long timeout)
+{
+    {
+        const Lock lock(_mutex);
+        for (const auto& entry : _subscribers)
+        {
+            entry.second->reached = false;
+        }
+    }
+    const long attempts = timeout / SILENCE + 1;
+    bool moving = waitForSilence(timeout);
+    for (long attempt = 0; attempt < attempts && moving; ++attempt)
+    {
+        pushMarker();
+        moving = waitForSilence(timeout);
+        const Lock lock(_mutex);
+        if (lateNames().empty())
+        {
+            return;
+        }
+    }
+    const Lock lock(_mutex);
+    throw ElementError("not everything has been delivered to: " + lateNames());
+}
+
+OrvReturnT SubscriberSet::notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1* record)
+{
+    const std::shared_ptr<Subscriber> subscriber = find(handle);
+    if (subscriber == nullptr)
+    {
+        return OrvNotFound;
+    }
+    try
+    {
+        const CallScope call(*subscriber->set);
+        subscriber->set->accept(*subscriber, *record);
+        return OrvOk;
+    }
+    catch (const std::exception& e)
+    {
+        LogService::write(3, "subscriber \"" + subscriber->name + "\": " + e.what());
+        return OrvFailure;
+    }
+}
+
+std::shared_ptr<SubscriberSet::Subscriber> SubscriberSet::find(unsigned int handle)
+{
+    HandleTable& table = HandleTable::instance();
+    const Lock lock(table.mutex);
+    const auto found = table.subscribers.find(handle);
+    return found != table.subscribers.end() ? found->second : nullptr;
+}
+
+void SubscriberSet::accept(Subscriber& subscriber, const OrvOamSpiNbiNotificationValue_1& record)
+{
+    if (isMarker(record))
+    {
+        const Lock lock(_mutex);
+        subscriber.reached = true;
+        return;
+    }
+    _onRecord(subscriber.name, record);
+}
+
+void SubscriberSet::unsubscribe(const Subscriber& subscriber)
+{
+    const OrvReturnT code = _service->unsubscribe(subscriber.handle);
+    if (code != OrvOk)
+    {
+        LogService::write(4, "unsubscribing \"" + subscriber.name + "\": " + answerText(code));
+    }
+    HandleTable& table = HandleTable::instance();
+    const Lock lock(table.mutex);
+    table.subscribers.erase(subscriber.handle);
+}
+
+void SubscriberSet::pushMarker()
+{
+    std::string dn = MARKER_DN;
+    OrvOamSpiNbiNotificationValue_1 marker = {};
+    // Later than everything, so that no clock change makes the service refuse it.
+    marker.eventTime = std::numeric_limits<int64_t>::max();
+    marker.dn = &dn[0];
+    marker.notificationType = notificationComplete;
+    const OrvReturnT code = _service->pushNotification(marker);
+    if (code != OrvOk)
+    {
+        throw ElementError("cannot push a notification: " + answerText(code));
+    }
+}
+
+// True once no call has run for SILENCE, or all subscribers have seen the marker; false if for `timeout` milliseconds
+// no call has begun while one runs.
+bool SubscriberSet::waitForSilence(long timeout)
+{
+    const Lock lock(_mutex);
+    uint64_t seen = _calls;
+    Poco::Timestamp lastCall;
+    while (!lateNames().empty())
+    {
+        const bool woken = _progress.tryWait(_mutex, SILENCE);
+        if (!woken && _callsRunning == 0)
+        {
+            return true;
+        }
+        if (_calls != seen)
+        {
+            seen = _calls;
+            lastCall.update();
+        }
+        else if (lastCall.isElapsed(timeout * 1000))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string SubscriberSet::lateNames() const
+{
+    std::string names;
+    for (const auto& entry : _subscribers)
+    {
+        if (!entry.second->reached)
+        {
+            names += (names.empty() ? "" : ", ") + entry.first;
+        }
+    }
+    return names;
+}
+
+}  // namespace OrvElement
