@@ -1,10 +1,25 @@
 #include "RegularExpression.h"
 
+#include <algorithm>
+
 namespace Orv
 {
 
+namespace
+{
+
+bool isSafeToCompile(const std::string& expression)
+{
+    const std::string recursing("(*+?{^$");
+    return std::count_if(expression.begin(), expression.end(),
+                         [&](char c)
+                         { return recursing.find(c) != std::string::npos; }) <= RegularExpression::MAX_OPERATORS;
+}
+
+}  // namespace
+
 RegularExpression::RegularExpression(const std::string& expression, int compileFlags)
-    : _compiled(), _valid(regcomp(&_compiled, expression.c_str(), compileFlags) == 0)
+    : _compiled(), _valid(isSafeToCompile(expression) && regcomp(&_compiled, expression.c_str(), compileFlags) == 0)
 {
 }
 
