@@ -2,6 +2,7 @@
 #include <atomic>
 
 #include "ComponentTest.h"
+#include "ExpectedLeak.h"
 
 namespace OrvTest
 {
@@ -43,7 +44,10 @@ TEST_F(Push, RefusesARecordThatCannotBeCopied)
 {
     startService();
     Subscriber subscriber(table());
-    EXPECT_EQ(OrvFailure, push(1, "A=1", attributeChanged, {int32Attribute("x", 1), uncopyableAttribute("y")}));
+    {
+        const ExpectedLeak message;
+        EXPECT_EQ(OrvFailure, push(1, "A=1", attributeChanged, {int32Attribute("x", 1), uncopyableAttribute("y")}));
+    }
     EXPECT_EQ(
         std::vector<std::string>{"4 Neglecting notification due to the unsupported attribute type of the notification"},
         messages(framework.lines()));
@@ -70,7 +74,10 @@ TEST_F(Push, MessagesAreNotWrittenBelowTheirLevel)
 {
     startService();
     framework.setLevel(3);
-    EXPECT_EQ(OrvFailure, push(1, "A=1", attributeChanged, {uncopyableAttribute("y")}));
+    {
+        const ExpectedLeak message;
+        EXPECT_EQ(OrvFailure, push(1, "A=1", attributeChanged, {uncopyableAttribute("y")}));
+    }
     EXPECT_THAT(framework.lines(), testing::IsEmpty()) << "severity 4 at level 3";
     EXPECT_EQ(OrvNotFound, table().unsubscribe(17));
     EXPECT_TRUE(logged(framework.lines(), 3, "Could not find handle 17 to remove"));
