@@ -1,0 +1,652 @@
+#include "NbiNotificationServiceEventConsumer.h"
+
+#include <Poco/Exception.h>
+
+#include <functional>
+#include <future>
+#include <type_traits>
+
+#include "MeIdTranslator.h"
+#include "OrvException.h"
+#include "Seams.h"
+#include "ShellTest.h"
+
+using namespace OrvTest;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+const char CM_SUBSCRIBE[] = "addSubscription:ZelOamSpiCmEvent_Notification_1";
+const char LOOKUP_SERVICE[] = "portal1.getInterface:OrvOamSpiNbiNotificationService";
+const char LOOKUP_MODEL[] = "portal1.getInterface:OrvOamSpiModelRepository";
+
+// What one call of pushNotification brought.
+struct Pushed
+{
+    int64_t eventTime;
+    std::string dn;
+    uint32_t txHandle;
+    uint32_t sequenceNumber;
+    int32_t type;
+    ZelMoNamedAttributeValueContainer_3** attributes;  // the pointer itself
+    std::vector<std::string> names;
+};
+
+std::vector<Pushed> pushed;
+std::function<void()> whenPushed;
+OrvReturnT pushAnswer;
+
+OrvReturnT recordPush(OrvOamSpiNbiNotificationValue_1T& record)
+{
+    Pushed call = {record.eventTime,  record.dn, record.txHandle, record.sequenceNumber, record.notificationType,
+                   record.attributes, {}};
+    for (ZelMoNamedAttributeValueContainer_3** attribute = record.attributes; *attribute != nullptr; ++attribute)
+    {
+        call.names.push_back((*attribute)->name);
+    }
+    pushed.push_back(call);
+    if (whenPushed)
+    {
+        whenPushed();
+    }
+    return pushAnswer;
+}
+
+std::string translate(const std::string& internalDn)
+{
+    return internalDn.rfind("Hidden", 0) == 0 ? "" : "External=1," + internalDn;
+}
+
+// The consumer alone, with a service behind the portal that keeps what is pushed.
+class NbiNotificationServiceEventConsumer : public ShellTest
+{
+protected:
+    NbiNotificationServiceEventConsumer()
+    {
+        pushed.clear();
+        whenPushed = nullptr;
+        pushAnswer = OrvOk;
+        _service.id = {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"};
+        _service.pushNotification = recordPush;
+        _record.interfaceArray = _offered;
+        framework.registerComponent(&_record);
+        consumer().init(static_cast<OrvMgmtSpiInterfacePortal_1*>(framework.accessor()->getPortal("1")));
+        framework.model().addClass("Port", {{"a", true}, {"b", false}, {"c", true}});
+        framework.model().addClass("Bare", {});
+        framework.plan().clearCalls();
+    }
+    ~NbiNotificationServiceEventConsumer() override
+    {
+        Orv::MeIdTranslator::instance().setTranslation(nullptr);
+        consumer().stop(ZelStateChangeDeactivate);
+        framework.unregisterComponent(&_record);
+    }
+
+    OrvReturnT startConsumer() { return consumer().start(ZelStateChangeActivate); }
+
+    template <typename Member>
+    static auto collect(Member member)
+    {
+        std::vector<std::decay_t<decltype(Pushed().*member)>> values;
+        for (const Pushed& call : pushed)
+        {
+            values.push_back(call.*member);
+        }
+        return values;
+    }
+
+private:
+    OrvOamSpiNbiNotificationService _service = OrvOamSpiNbiNotificationService();
+    ZelMgmtSpiInterface_1* _offered[2] = {&_service.id, nullptr};
+    ZelMgmtSpiComponent _record = ZelMgmtSpiComponent();
+};
+
+TEST_F(NbiNotificationServiceEventConsumer, IsBornStoppedWithItsCounterAtOne)
+{
+    EXPECT_FALSE(consumer()._started);
+    EXPECT_EQ(consumer()._service, nullptr);
+    EXPECT_EQ(consumer()._modelRepository, nullptr);
+    EXPECT_EQ(consumer()._sequenceNumber, 1u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, StoresItsPortalWithoutALock)
+{
+    const MutexFault fault(consumer()._mutex, MutexFault::lockFails);
+    EXPECT_EQ(consumer().init(nullptr), OrvOk);
+    EXPECT_EQ(consumer()._portal, nullptr);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, LooksUpTheServiceAndThenTheModelAndThenSubscribes)
+{
+    EXPECT_EQ(startConsumer(), OrvOk);
+    EXPECT_THAT(framework.plan().calls(),
+                ElementsAre(LOOKUP_SERVICE, LOOKUP_MODEL, "portal1.getInterface:OrvOamSpiEventRouter",
+                            "registerConsumer", CM_SUBSCRIBE));
+    EXPECT_TRUE(consumer()._started);
+    EXPECT_EQ(consumer()._service->pushNotification, recordPush);
+    EXPECT_STREQ(consumer()._modelRepository->id.interfaceName, "OrvOamSpiModelRepository");
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, SubscribesToEveryDn)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    const std::vector<FakeEventRouter::Subscription> subscriptions = framework.router().subscriptions();
+    ASSERT_EQ(subscriptions.size(), 1u);
+    EXPECT_EQ(subscriptions[0].eventType, "ZelOamSpiCmEvent_Notification_1");
+    ASSERT_NE(subscriptions[0].filter[0], nullptr);
+    EXPECT_STREQ(subscriptions[0].filter[0]->name, "ZelOamSpiCmEvent_FilterTypeRegExp_1");
+    EXPECT_STREQ(subscriptions[0].filter[0]->value, ".*$");
+    EXPECT_EQ(subscriptions[0].filter[1], nullptr);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, DoesNotSubscribeAgainWhenItIsStartedTwice)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    framework.plan().clearCalls();
+    EXPECT_EQ(startConsumer(), OrvOk);
+    EXPECT_THAT(framework.plan().calls(), IsEmpty());
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, DoesNotStartWithoutTheService)
+{
+    framework.plan().failAlways(LOOKUP_SERVICE, 5);
+    EXPECT_EQ(startConsumer(), OrvFailure);
+    EXPECT_TRUE(logged(lines(), 3, "Could not lookup Notification Service"));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+    EXPECT_FALSE(consumer()._started);
+    EXPECT_THAT(framework.plan().calls(), ElementsAre(LOOKUP_SERVICE));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, DoesNotStartWithoutTheModelAndKeepsTheService)
+{
+    framework.plan().failAlways(LOOKUP_MODEL, 5);
+    EXPECT_EQ(startConsumer(), OrvFailure);
+    EXPECT_TRUE(logged(lines(), 3, "Could not lookup Model Repository service"));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+    EXPECT_FALSE(consumer()._started);
+    EXPECT_NE(consumer()._service, nullptr);
+    EXPECT_EQ(consumer()._modelRepository, nullptr);
+    EXPECT_THAT(framework.router().subscriptions(), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, KeepsWhatItLookedUpWhenItStopsAndLooksAgainAtTheNextStart)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    EXPECT_EQ(consumer().stop(ZelStateChangeDeactivate), OrvOk);
+    EXPECT_FALSE(consumer()._started);
+    EXPECT_THAT(framework.router().subscriptions(), IsEmpty());
+    EXPECT_NE(consumer()._service, nullptr);
+    EXPECT_NE(consumer()._modelRepository, nullptr);
+    EXPECT_THAT(messages(lines()), IsEmpty());
+    EXPECT_EQ(startConsumer(), OrvOk);
+    EXPECT_EQ(framework.plan().count(LOOKUP_SERVICE), 2u);
+    EXPECT_EQ(framework.plan().count(LOOKUP_MODEL), 2u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, WarnsOfAStopWhenItIsStoppedAlready)
+{
+    EXPECT_EQ(consumer().stop(ZelStateChangeDeactivate), OrvOk);
+    EXPECT_TRUE(logged(lines(), 4, "Event Consumer received stop, but is already stopped."));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+    EXPECT_THAT(framework.plan().calls(), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, IgnoresAnEventBeforeItsStartAndAfterItsStop)
+{
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    consumer().notify(event.get());
+    ASSERT_EQ(startConsumer(), OrvOk);
+    ASSERT_EQ(consumer().stop(ZelStateChangeDeactivate), OrvOk);
+    consumer().notify(event.get());
+    EXPECT_THAT(pushed, IsEmpty());
+    EXPECT_THAT(messages(lines()), IsEmpty());
+    EXPECT_EQ(consumer()._sequenceNumber, 1u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, PushesNothingForAnEventWithoutOperations)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    framework.router().publish(CmEvent(1000, 7));
+    EXPECT_THAT(pushed, IsEmpty());
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, MakesFourNotificationsOfACreationTwoNotifiableChangesAndADeletion)
+{
+    Orv::MeIdTranslator::instance().setTranslation(translate);
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(5000999, 0x80000007);
+    event.operation("Port=1", objectCreated, {stringAttribute("x", "1")});
+    event.operation("Port=2", attributeChanged,
+                    {int32Attribute("a", 1), int32Attribute("b", 2), int32Attribute("c", 3)});
+    event.operation("Port=3", objectDeleted);
+    framework.router().publish(event);
+
+    EXPECT_THAT(collect(&Pushed::dn),
+                ElementsAre("External=1,Port=1", "External=1,Port=2", "External=1,Port=2", "External=1,Port=3"));
+    EXPECT_THAT(collect(&Pushed::type), ElementsAre(objectCreated, attributeChanged, attributeChanged, objectDeleted));
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(1u, 2u, 3u, 4u));
+    EXPECT_THAT(collect(&Pushed::eventTime), Each(5000));
+    EXPECT_THAT(collect(&Pushed::txHandle), Each(0x80000007u));
+    EXPECT_THAT(messages(lines()), IsEmpty());
+
+    // The list of a change is the tail of the event's own array.
+    ASSERT_EQ(pushed.size(), 4u);
+    ZelOamSpiCmEvent_TxOperation_1T** const operations = event.get().txOperations;
+    EXPECT_EQ(pushed[0].attributes, operations[0]->attributes);
+    EXPECT_EQ(pushed[1].attributes, &operations[1]->attributes[0]);
+    EXPECT_EQ(pushed[2].attributes, &operations[1]->attributes[2]);
+    EXPECT_EQ(pushed[3].attributes, operations[2]->attributes);
+    EXPECT_THAT(pushed[1].names, ElementsAre("a", "b", "c"));
+    EXPECT_THAT(pushed[2].names, ElementsAre("c"));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, GoesOnWithItsNumbersAtTheNextEvent)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    framework.router().publish(event);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(1u, 2u));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, GivesTheLowThirtyTwoBitsOfItsCounter)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    consumer()._sequenceNumber = 0xffffffff;
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    event.operation("Port=2", objectCreated);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(0xffffffffu, 0u));
+    EXPECT_EQ(consumer()._sequenceNumber, 0x100000001u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, CutsNanosecondsToWholeMicroseconds)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1999, 7);
+    event.operation("Port=1", objectCreated);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::eventTime), ElementsAre(1));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, DividesATimeAboveTheSignedRangeAsUnsigned)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(0xffffffffffffffff, 7);
+    event.operation("Port=1", objectCreated);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::eventTime), ElementsAre(18446744073709551));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, SkipsAnOperationWhoseDnHasNoExternalFormWithoutUsingANumber)
+{
+    Orv::MeIdTranslator::instance().setTranslation(translate);
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Hidden=1", objectCreated);
+    event.operation("Port=1", objectCreated);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("External=1,Port=1"));
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(1u));
+    EXPECT_TRUE(logged(lines(), 3, "Incorrect Event received. The DN is null."));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, SkipsAChangeWithoutAttributesAndGoesOn)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7, -42);
+    event.operation("Port=1", attributeChanged);
+    event.operation("Port=2", objectDeleted);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("Port=2"));
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(1u));
+    EXPECT_TRUE(logged(lines(), 3,
+                       "Incorrect Event received from event source -42. Event type is AVC (3) but the attribute list "
+                       "is NULL. Ignoring this AVC."));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, MakesNothingOfAChangeOfAttributesThatAreNotNotifiable)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", attributeChanged, {int32Attribute("b", 2)});
+    framework.router().publish(event);
+    EXPECT_THAT(pushed, IsEmpty());
+    EXPECT_EQ(consumer()._sequenceNumber, 1u);
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, TakesTypeFourLikeACreation)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", overflowNotification, {int32Attribute("b", 2)});
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::type), ElementsAre(4));
+    EXPECT_THAT(pushed.at(0).names, ElementsAre("b"));
+}
+
+class NbiNotificationServiceEventConsumerUnknownType : public NbiNotificationServiceEventConsumer,
+                                                       public testing::WithParamInterface<int32_t>
+{
+};
+
+TEST_P(NbiNotificationServiceEventConsumerUnknownType, LosesTheRestOfTheEventAndUsesUpANumber)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    event.operation("Port=2", GetParam());
+    event.operation("Port=3", objectDeleted);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("Port=1")) << "what was pushed stands";
+    EXPECT_TRUE(logged(lines(), 3, "Caught unhandled exception"));
+    EXPECT_EQ(messages(lines()).size(), 1u) << "the frame hears of nothing";
+    EXPECT_EQ(consumer()._sequenceNumber, 3u);
+
+    CmEvent next(1000, 8);
+    next.operation("Port=4", objectCreated);
+    framework.router().publish(next);
+    EXPECT_THAT(collect(&Pushed::sequenceNumber), ElementsAre(1u, 3u));
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, NbiNotificationServiceEventConsumerUnknownType, testing::Values(5, 9, 0, -1, 259));
+
+TEST_F(NbiNotificationServiceEventConsumer, ThrowsATextOfItsOwnForAnUnknownType)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", 5);
+    std::string text;
+    try
+    {
+        consumer().translate(event.get(), *event.get().txOperations[0]);
+    }
+    catch (const Orv::OrvException& exception)
+    {
+        text = exception.what();
+    }
+    EXPECT_EQ(text, "Invalid Nbi Notification Type");
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, IgnoresTheResultOfAPush)
+{
+    pushAnswer = OrvFailure;
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    event.operation("Port=2", objectCreated);
+    framework.router().publish(event);
+    EXPECT_EQ(pushed.size(), 2u);
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, TracesWhatItReceivedWithTheUnscaledTime)
+{
+    Orv::MeIdTranslator::instance().setTranslation(translate);
+    ASSERT_EQ(startConsumer(), OrvOk);
+    framework.setLevel(8);
+    CmEvent event(5000999, 7);
+    event.operation("Port=1", objectCreated);
+    framework.router().publish(event);
+    EXPECT_TRUE(traced(lines(), 0,
+                       "Received event with notification: eventTime: 5000999, dn: External=1,Port=1, txHandle: 7, "
+                       "notificationType: 1"));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, TracesTheStepsOfAChangeInTheirOrder)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    framework.setLevel(8);
+    CmEvent event(5000, 7);
+    event.operation("Port=2", attributeChanged, {int32Attribute("a", 1), int32Attribute("b", 2)});
+    consumer().notify(event.get());
+    EXPECT_THAT(tracesOf(lines()),
+                ElementsAre("notify: >> ",
+                            "translate:Received event with notification: eventTime: 5000, dn: Port=2, txHandle: 7, "
+                            "notificationType: 3",
+                            "isAttrNotifiable:txOperation.dn = Port=2",
+                            "isAttrNotifiable:attribute \"a\" of moc \"Port\" is notifiable",
+                            "isAttrNotifiable:txOperation.dn = Port=2",
+                            "isAttrNotifiable:attribute \"b\" of moc \"Port\" is NOT notifiable", "notify: << "));
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, HoldsItsMutexAcrossAPushAndTheModelsAnswers)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    bool freeDuringPush = true;
+    bool freeDuringModel = true;
+    whenPushed = [&] { freeDuringPush = consumer()._mutex.tryLock(); };
+    framework.plan().whenCalled("getMocFromDn", [&] { freeDuringModel = consumer()._mutex.tryLock(); });
+    CmEvent event(1000, 7);
+    event.operation("Port=1", attributeChanged, {int32Attribute("a", 1)});
+    framework.router().publish(event);
+    EXPECT_FALSE(freeDuringPush);
+    EXPECT_FALSE(freeDuringModel);
+    EXPECT_TRUE(consumer()._mutex.tryLock()) << "given back";
+    consumer()._mutex.unlock();
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, WaitsForAnEventInProgressWhenItStops)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    std::promise<void> inside;
+    std::promise<void> goOn;
+    whenPushed = [&]
+    {
+        inside.set_value();
+        goOn.get_future().wait();
+        whenPushed = nullptr;
+    };
+    const auto event = std::make_shared<CmEvent>(1000, 7);
+    event->operation("Port=1", objectCreated).operation("Port=2", objectCreated);
+    framework.router().post(event);
+    inside.get_future().wait();
+    framework.setLevel(8);
+    std::future<OrvReturnT> stopped =
+        std::async(std::launch::async, [&] { return consumer().stop(ZelStateChangeDeactivate); });
+    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, " >> ", 1, RecordingHandler::TIMEOUT_SECONDS));
+    EXPECT_EQ(stopped.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_EQ(stopped.get(), OrvOk);
+    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("Port=1", "Port=2")) << "the batch was made whole";
+}
+
+TEST_F(NbiNotificationServiceEventConsumer, FrameLogsAFailureOfItsMutexDuringAnEvent)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    {
+        const MutexFault fault(consumer()._mutex, MutexFault::lockFails);
+        framework.router().publish(event);
+    }
+    EXPECT_THAT(pushed, IsEmpty());
+    EXPECT_TRUE(logged(lines(), 4, "Exception thrown from event consumer :System exception"));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+}
+
+class NbiNotificationServiceEventConsumerBrokenMutex : public NbiNotificationServiceEventConsumer,
+                                                       public testing::WithParamInterface<MutexFault::Operation>
+{
+protected:
+    template <typename Action>
+    std::string failure(Action action)
+    {
+        const MutexFault fault(consumer()._mutex, GetParam());
+        try
+        {
+            action();
+        }
+        catch (const Poco::SystemException& exception)
+        {
+            return exception.message();
+        }
+        return "none";
+    }
+};
+
+TEST_P(NbiNotificationServiceEventConsumerBrokenMutex, ComesOutOfAllThreeOperations)
+{
+    const bool locking = GetParam() == MutexFault::lockFails;
+    const std::string text = locking ? "cannot lock mutex" : "cannot unlock mutex";
+    EXPECT_EQ(failure([&] { startConsumer(); }), text);
+    EXPECT_EQ(consumer()._started, !locking);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    EXPECT_EQ(failure([&] { consumer().notify(event.get()); }), text);
+    EXPECT_EQ(pushed.size(), locking ? 0u : 1u);
+    EXPECT_EQ(failure([&] { consumer().stop(ZelStateChangeDeactivate); }), text);
+    EXPECT_FALSE(consumer()._started);
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, NbiNotificationServiceEventConsumerBrokenMutex,
+                         testing::Values(MutexFault::lockFails, MutexFault::unlockFails));
+
+// Which attributes are notifiable.
+class IsAttrNotifiable : public NbiNotificationServiceEventConsumer
+{
+protected:
+    // The answer for an attribute of a port.
+    bool ask(const char* attributeName, const char* dn = "Rack=1,Port=2")
+    {
+        return consumer().isAttrNotifiable(dn, attributeName);
+    }
+};
+
+TEST_F(IsAttrNotifiable, SaysYesForANotifiableAttribute)
+{
+    framework.setLevel(8);
+    EXPECT_TRUE(ask("a"));
+    EXPECT_THAT(tracesOf(lines()), ElementsAre("isAttrNotifiable:txOperation.dn = Rack=1,Port=2",
+                                               "isAttrNotifiable:attribute \"a\" of moc \"Port\" is notifiable"));
+    EXPECT_TRUE(traced(lines(), 0, "txOperation.dn = Rack=1,Port=2"));
+    EXPECT_TRUE(traced(lines(), 0, "attribute \"a\" of moc \"Port\" is notifiable"));
+}
+
+TEST_F(IsAttrNotifiable, SaysNoForAnAttributeThatIsNotNotifiable)
+{
+    framework.setLevel(8);
+    EXPECT_FALSE(ask("b"));
+    EXPECT_TRUE(traced(lines(), 0, "attribute \"b\" of moc \"Port\" is NOT notifiable"));
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(IsAttrNotifiable, FindsTheLastAttributeOfAClass)
+{
+    EXPECT_TRUE(ask("c"));
+    EXPECT_EQ(framework.plan().count("getNextAttribute"), 2u) << "it never asks for one behind the last";
+    EXPECT_THAT(messages(lines()), IsEmpty());
+}
+
+TEST_F(IsAttrNotifiable, WalksFromTheStartAtEachCheckAndNoFurtherThanTheAttribute)
+{
+    EXPECT_TRUE(ask("a"));
+    EXPECT_TRUE(ask("a"));
+    EXPECT_EQ(framework.plan().count("getFirstAttribute"), 2u);
+    EXPECT_EQ(framework.plan().count("getNextAttribute"), 0u);
+}
+
+TEST_F(IsAttrNotifiable, LogsAnAttributeThatTheClassDoesNotHave)
+{
+    EXPECT_FALSE(ask("d"));
+    EXPECT_TRUE(logged(lines(), 3, "Attribute \"d\" does not exist in the model for moc \"Port\""));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+    EXPECT_EQ(framework.plan().count("getNextAttribute"), 3u) << "the last answer was that there is no further one";
+}
+
+TEST_F(IsAttrNotifiable, ComparesNamesAsExactStrings)
+{
+    EXPECT_FALSE(ask("A"));
+    EXPECT_FALSE(ask("a "));
+    EXPECT_FALSE(ask(""));
+    EXPECT_EQ(messages(lines()).size(), 3u);
+}
+
+TEST_F(IsAttrNotifiable, LogsAClassWithoutAttributes)
+{
+    EXPECT_FALSE(ask("a", "Bare=1"));
+    EXPECT_TRUE(logged(lines(), 3, "Attribute \"a\" does not exist in the model for moc \"Bare\""));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+    EXPECT_EQ(framework.plan().count("getNextAttribute"), 0u);
+}
+
+TEST_F(IsAttrNotifiable, LogsAClassThatTheModelDoesNotKnow)
+{
+    EXPECT_FALSE(ask("a", "Unknown=1"));
+    EXPECT_TRUE(logged(lines(), 3, "moc of mo Unknown=1 is does not exist in the model"));
+    EXPECT_EQ(messages(lines()).size(), 1u);
+}
+
+TEST_F(IsAttrNotifiable, AsksTheModelWithTheExternalDn)
+{
+    Orv::MeIdTranslator::instance().setTranslation([](const std::string&) { return std::string("Unknown=9"); });
+    ASSERT_EQ(startConsumer(), OrvOk);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", attributeChanged, {int32Attribute("a", 1)});
+    framework.router().publish(event);
+    EXPECT_TRUE(logged(lines(), 3, "moc of mo Unknown=9 is does not exist in the model"));
+    EXPECT_THAT(pushed, IsEmpty());
+}
+
+// The repository's calls, each of which may fail.
+class IsAttrNotifiableFailure : public IsAttrNotifiable, public testing::WithParamInterface<const char*>
+{
+};
+
+TEST_P(IsAttrNotifiableFailure, LeavesAsAnExceptionAndEndsTheEvent)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    framework.setLevel(8);  // names of classes are read for traces only
+    framework.plan().failAlways(GetParam(), -77);
+    EXPECT_THROW(ask("c"), Orv::OrvException);
+    CmEvent event(1000, 7);
+    event.operation("Port=1", objectCreated);
+    event.operation("Port=2", attributeChanged, {int32Attribute("c", 1)});
+    event.operation("Port=3", objectDeleted);
+    framework.router().publish(event);
+    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("Port=1"));
+    EXPECT_TRUE(logged(lines(), 3, "Caught unhandled exception"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, IsAttrNotifiableFailure,
+                         testing::Values("getMocFromDn", "getMocName", "getFirstAttribute", "getNextAttribute",
+                                         "getAttributeName", "getAttributeNotifiable"));
+
+TEST_F(IsAttrNotifiable, LogsAMissingRepositoryAndEndsTheEvent)
+{
+    ASSERT_EQ(startConsumer(), OrvOk);
+    Orv::Portal::instance()->_modelRepository = nullptr;  // nothing was looked up before
+    framework.withdraw("OrvOamSpiModelRepository");
+    CmEvent event(1000, 7);
+    event.operation("Port=1", attributeChanged, {int32Attribute("a", 1)});
+    framework.router().publish(event);
+    EXPECT_THAT(messages(lines()),
+                ElementsAre("4 Interface OrvOamSpiModelRepository not found", "3 Caught unhandled exception"));
+    EXPECT_THAT(pushed, IsEmpty());
+}
+
+class NbiNotificationServiceEventConsumerDeathTest : public NbiNotificationServiceEventConsumer
+{
+protected:
+    NbiNotificationServiceEventConsumerDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(NbiNotificationServiceEventConsumerDeathTest, ASecondConsumerEndsTheProcess)
+{
+    EXPECT_DEATH(OrvNbiNotificationService::NbiNotificationServiceEventConsumer(),
+                 "Assertion `_instance == __null' failed");
+}
+
+}  // namespace
