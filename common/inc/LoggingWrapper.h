@@ -9,11 +9,14 @@
 namespace Orv
 {
 
-// The way of every log line and trace to the framework's log and trace interfaces. Without them (before
-// orvCommonInit, or if the portal does not have them) the level is 6, messages go to standard error and traces are
-// dropped. Code uses the macros of Log.h, which test the level before anything is evaluated.
+// The way of every log line and trace to the framework's log and trace interfaces. Each may be missing (before
+// orvCommonInit, or if the portal does not have it): without the log the level is 6 and messages go to standard error,
+// one line each as "[severity] function: text"; without the trace, traces are dropped.
+// Code uses the macros of Log.h, which test the level before anything is evaluated.
 // Threads:   any. The level is one relaxed atomic, the sinks are read lock-free.
-// Ownership: format and arguments are borrowed for the call and forwarded unformatted. A null %s argument is legal.
+// Ownership: the sinks are the framework's. Format and arguments are borrowed for the call and forwarded unformatted.
+//            A null %s argument is legal.
+// Failure:   none is reported. The one object is never destroyed, so code may log until the process is gone.
 class LoggingWrapper
 {
 public:

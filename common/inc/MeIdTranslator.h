@@ -15,7 +15,7 @@ public:
 
     static MeIdTranslator& instance();
 
-    // The external form, or an empty string if the DN has none.
+    // The external form, or an empty string if the DN has none. What the translation throws passes.
     std::string toExternalDn(const std::string& internalDn) const;
 
     // Null for the identity, which is the default.

@@ -10,6 +10,8 @@ extern "C"
     // library as it was. Life cycle thread only.
     void orvCommonInit(ZelMgmtSpiInterfacePortalAccessor* accessor);
 
-    // Called by the host after the last zelLCMterminate: from here on nothing of the framework is called any more.
+    // Called by the host after the last zelLCMterminate: once it has returned, nothing of the framework is called any
+    // more, and messages go to standard error. Threads that look up or log must have ended before, since a call into
+    // the framework that is under way is not waited for. May be called twice. Life cycle thread only.
     void orvCommonTerminate(void);
 }

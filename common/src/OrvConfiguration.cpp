@@ -43,11 +43,7 @@ public:
     std::string readAll() const
     {
         struct stat status;
-        if (fstat(_fd, &status) != 0)
-        {
-            throw OrvException("%s", strerror(errno));
-        }
-        if (!S_ISREG(status.st_mode))
+        if (fstat(_fd, &status) != 0 || !S_ISREG(status.st_mode))
         {
             throw OrvException("not a regular file");
         }

@@ -34,7 +34,10 @@ std::atomic<int> Raced::constructions{0};
 
 TEST(Singleton, IsMadeAtItsFirstUseAndOnlyOnce)
 {
-    EXPECT_EQ(Counted::constructions, 0);
+    // The object outlives the test, so a repetition finds it made.
+    static bool used = false;
+    EXPECT_EQ(Counted::constructions, used ? 1 : 0);
+    used = true;
     Counted& first = Counted::instance();
     EXPECT_EQ(Counted::constructions, 1);
     EXPECT_EQ(&Counted::instance(), &first);
