@@ -23,6 +23,11 @@ bool isStruct(const lyd_node* node)
     return node->schema->nodetype == LYS_CONTAINER;
 }
 
+bool hasPresence(const lyd_node* container)
+{
+    return (container->schema->flags & LYS_PRESENCE) != 0;
+}
+
 // The members that a struct has, in the order of the data.
 struct Member
 {
@@ -148,9 +153,13 @@ std::vector<ZelMoAttributeValue_3> valuesOf(ValueArena& arena, const AttributeNo
         {
             value = termValue(arena, node, type);
         }
-        else if (!(value.structMembers = structMembers(arena, node)))
+        else
         {
-            continue;
+            value.structMembers = structMembers(arena, node);
+            if (!value.structMembers && !hasPresence(node))
+            {
+                continue;
+            }
         }
         values.push_back(value);
     }
@@ -191,7 +200,7 @@ std::string valueSignature(const AttributeNodes& nodes)
                 content += qualifiedName(member.schema) + STRUCT_BEGIN + signature + STRUCT_END;
             }
         }
-        if (!content.empty())
+        if (!content.empty() || hasPresence(node))
         {
             parts.push_back(content + SEPARATOR);
         }

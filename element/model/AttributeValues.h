@@ -20,7 +20,8 @@ constexpr const char* CONTAINER_KEY = "1";
 // Ownership: the nodes are the tree's, the values the arena's.
 typedef std::vector<const lyd_node*> AttributeNodes;
 
-// The values as the framework passes them. A struct without any member has no value.
+// The values as the framework passes them. A struct without any member has no value, unless its
+// container's presence says something by itself: then it has an empty one.
 ZelMoNamedAttributeValueContainer_3* attributeOf(ValueArena& arena, const ModelAttribute& attribute,
                                                  const AttributeNodes& nodes);
 

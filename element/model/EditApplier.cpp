@@ -245,14 +245,20 @@ void EditApplier::eraseContent(lyd_node* node)
 lyd_node* EditApplier::find(const lyd_node* parent, const lyd_node* edit) const
 {
     const lyd_node* const siblings = parent ? lyd_child(parent) : _tree.first();
+    const lysc_node* const schema = edit->schema ? edit->schema : leafWithoutValue(edit);
     lyd_node* match = nullptr;
-    if (siblings && edit->schema)
+    if (!siblings)
+    {
+        return nullptr;
+    }
+    if (schema->nodetype & (LYS_LIST | LYS_LEAFLIST))
     {
         lyd_find_sibling_first(siblings, edit, &match);
     }
-    else if (siblings)
+    else
     {
-        lyd_find_sibling_val(siblings, leafWithoutValue(edit), nullptr, 0, &match);
+        // The search by node would compare values, too, as long as there are few siblings.
+        lyd_find_sibling_val(siblings, schema, nullptr, 0, &match);
     }
     return match;
 }

@@ -54,7 +54,8 @@ const lys_module* moduleOf(const lyd_node_opaq* node)
 {
     if (!node->name.module_ns)
     {
-        return nullptr;
+        // A JSON name without a module is of its parent's.
+        return node->parent && node->parent->schema ? node->parent->schema->module : nullptr;
     }
     return node->format == LY_VALUE_JSON ? ly_ctx_get_module_implemented(node->ctx, node->name.module_name)
                                          : ly_ctx_get_module_implemented_ns(node->ctx, node->name.module_ns);

@@ -11,6 +11,7 @@
 
 #include "DnTranslation.h"
 #include "LibyangErrors.h"
+#include "MoUtils.h"
 #include "SchemaNodes.h"
 
 namespace OrvElement
@@ -235,10 +236,10 @@ void ModelBuilder::markStructs(const std::vector<std::string>& paths)
 
 void ModelBuilder::checkStruct(const lysc_node* node, const std::string& path, int depth) const
 {
-    if (depth > MAX_STRUCT_DEPTH)
+    if (depth > Orv::MoUtils::MAX_STRUCT_DEPTH)
     {
         throw ElementError("struct " + path + ": containers are nested deeper than " +
-                           std::to_string(MAX_STRUCT_DEPTH));
+                           std::to_string(static_cast<int>(Orv::MoUtils::MAX_STRUCT_DEPTH)));
     }
     for (const lysc_node* child : dataNodes(node, nullptr))
     {

@@ -22,10 +22,6 @@ public:
         CLASS_HANDLE = uint64_t(1) << 32,
         ATTRIBUTE_HANDLE = uint64_t(2) << 32
     };
-    enum
-    {
-        MAX_STRUCT_DEPTH = 32  // what the support library copies
-    };
 
     // The context with all modules compiled; the caller's to destroy.
     static ly_ctx* load(const ModelOptions& options);

@@ -1,0 +1,385 @@
+#include "SubscriberSet.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "ElementError.h"
+
+namespace OrvElement
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+// Milliseconds; turns a hang into a failure.
+const long TIMEOUT = 60000;
+
+// The arguments of one call of subscribe.
+struct Subscription
+{
+    unsigned int handle;
+    std::vector<std::pair<std::string, std::string>> filters;
+    long long startTime;
+    long long stopTime;
+    bool heartbeatSupported;
+    long long heartbeatInterval;
+};
+
+// A notification service that does what a test says. Its table's functions carry no context: one at a time.
+class FakeService
+{
+public:
+    FakeService() { _current = this; }
+    ~FakeService() { _current = nullptr; }
+
+    OrvMgmtSpiInterfacePortal_1 portal = {{"Test", "Portal", "1"}, &FakeService::getInterface};
+    ZelReturnT lookupCode = OrvOk;
+    OrvReturnT registerCode = OrvOk;
+    OrvReturnT subscribeCode = OrvOk;
+    OrvReturnT pushCode = OrvOk;
+    std::function<void(unsigned int handle)> onSubscribe;
+    std::function<void(OrvOamSpiNbiNotificationValue_1& record)> onPush;
+
+    std::vector<Subscription> subscriptions;
+    std::vector<unsigned int> unsubscribed;
+
+    OrvReturnT deliver(unsigned int handle, OrvOamSpiNbiNotificationValue_1& record)
+    {
+        return _handler.notify(handle, &record);
+    }
+
+    OrvReturnT deliver(unsigned int handle, int32_t type)
+    {
+        OrvOamSpiNbiNotificationValue_1 record = {};
+        record.notificationType = type;
+        return deliver(handle, record);
+    }
+
+private:
+    static ZelReturnT getInterface(ZelMgmtSpiInterface_1 id, void** result)
+    {
+        EXPECT_STREQ(id.componentName, "NbiNotificationServiceCM");
+        EXPECT_STREQ(id.interfaceName, "OrvOamSpiNbiNotificationService");
+        EXPECT_STREQ(id.interfaceVersion, "1");
+        *result = &_table;
+        return _current->lookupCode;
+    }
+    static OrvReturnT registerHandler(OrvOamSpiNbiNotificationHandler_1* handler, unsigned int* handlerId)
+    {
+        _current->_handler = *handler;
+        *handlerId = 77;
+        return _current->registerCode;
+    }
+    static OrvReturnT subscribe(unsigned int handlerId, OrvNameValuePair** filters, unsigned int handle,
+                                long long startTime, long long stopTime, bool heartbeatSupported,
+                                long long heartbeatInterval)
+    {
+        EXPECT_EQ(handlerId, 77u);
+        Subscription subscription = {handle, {}, startTime, stopTime, heartbeatSupported, heartbeatInterval};
+        for (; *filters != nullptr; ++filters)
+        {
+            subscription.filters.emplace_back((*filters)->name, (*filters)->value);
+        }
+        _current->subscriptions.push_back(subscription);
+        if (_current->onSubscribe)
+        {
+            _current->onSubscribe(handle);
+        }
+        return _current->subscribeCode;
+    }
+    static OrvReturnT getSubscriptionHandle(unsigned int* handle)
+    {
+        *handle = ++_current->_lastHandle;
+        return OrvOk;
+    }
+    static OrvReturnT unsubscribe(unsigned int handle)
+    {
+        _current->unsubscribed.push_back(handle);
+        return OrvOk;
+    }
+    static OrvReturnT pushNotification(OrvOamSpiNbiNotificationValue_1& record)
+    {
+        if (_current->onPush)
+        {
+            _current->onPush(record);
+        }
+        return _current->pushCode;
+    }
+
+    static FakeService* _current;
+    static OrvOamSpiNbiNotificationService _table;
+    OrvOamSpiNbiNotificationHandler_1 _handler = {};
+    unsigned int _lastHandle = 100;
+};
+
+FakeService* FakeService::_current = nullptr;
+OrvOamSpiNbiNotificationService FakeService::_table = {
+    {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"},
+    &FakeService::registerHandler,
+    nullptr,
+    &FakeService::subscribe,
+    &FakeService::getSubscriptionHandle,
+    &FakeService::unsubscribe,
+    nullptr,
+    nullptr,
+    nullptr,
+    &FakeService::pushNotification,
+    nullptr};
+
+SubscriptionSpec named(const std::string& name)
+{
+    SubscriptionSpec spec;
+    spec.name = name;
+    return spec;
+}
+
+class SubscriberSetTest : public testing::Test
+{
+protected:
+    SubscriberSet::OnRecord recorder()
+    {
+        return [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
+        { received.emplace_back(name, record.notificationType); };
+    }
+
+    // The text with which adding the subscription fails.
+    std::string refusal(SubscriberSet& set, const SubscriptionSpec& spec)
+    {
+        try
+        {
+            set.add(spec);
+            return "accepted";
+        }
+        catch (const ElementError& e)
+        {
+            return e.what();
+        }
+    }
+
+    FakeService service;
+    std::vector<std::pair<std::string, int32_t>> received;
+};
+
+TEST_F(SubscriberSetTest, PassesEachRecordWithTheNameOfItsSubscription)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    set.add(named("b"));
+    EXPECT_EQ(service.deliver(102, objectCreated), OrvOk);
+    EXPECT_EQ(service.deliver(101, objectDeleted), OrvOk);
+    EXPECT_THAT(received, ElementsAre(Pair("b", objectCreated), Pair("a", objectDeleted)));
+}
+
+TEST_F(SubscriberSetTest, HandsTheSpecOnUnchanged)
+{
+    SubscriberSet set(service.portal, recorder());
+    SubscriptionSpec spec = named("a");
+    spec.filters = {{"objectCreated", "x.*"}, {"attributeChanged", ".*"}};
+    spec.startTime = 11;
+    spec.stopTime = 22;
+    spec.heartbeat = 33;
+    set.add(spec);
+    set.add(named("b"));
+    ASSERT_EQ(service.subscriptions.size(), 2u);
+    const Subscription& first = service.subscriptions[0];
+    EXPECT_THAT(first.filters, ElementsAre(Pair("objectCreated", "x.*"), Pair("attributeChanged", ".*")));
+    EXPECT_EQ(first.startTime, 11);
+    EXPECT_EQ(first.stopTime, 22);
+    EXPECT_TRUE(first.heartbeatSupported);
+    EXPECT_EQ(first.heartbeatInterval, 33);
+    EXPECT_THAT(service.subscriptions[1].filters, IsEmpty());
+    EXPECT_FALSE(service.subscriptions[1].heartbeatSupported);
+}
+
+TEST_F(SubscriberSetTest, TakesARecordThatComesBeforeSubscribeHasReturned)
+{
+    SubscriberSet set(service.portal, recorder());
+    service.onSubscribe = [this](unsigned int handle) { EXPECT_EQ(service.deliver(handle, replayGap), OrvOk); };
+    set.add(named("a"));
+    EXPECT_THAT(received, ElementsAre(Pair("a", replayGap)));
+}
+
+TEST_F(SubscriberSetTest, SaysThatNobodyOffersTheService)
+{
+    service.lookupCode = OrvNotFound;
+    EXPECT_THROW(SubscriberSet(service.portal, recorder()), ElementError);
+    service.lookupCode = OrvOk;
+    service.registerCode = OrvNotRunning;
+    EXPECT_THROW(SubscriberSet(service.portal, recorder()), ElementError);
+}
+
+TEST_F(SubscriberSetTest, ForgetsASubscriptionThatTheServiceRefused)
+{
+    SubscriberSet set(service.portal, recorder());
+    service.subscribeCode = OrvNotRunning;
+    EXPECT_THAT(refusal(set, named("a")), HasSubstr("cannot subscribe \"a\": the service is not running"));
+    EXPECT_EQ(service.deliver(101, objectCreated), OrvNotFound);
+    EXPECT_THROW(set.remove("a"), ElementError);
+    service.subscribeCode = OrvOk;
+    EXPECT_EQ(refusal(set, named("a")), "accepted");
+}
+
+TEST_F(SubscriberSetTest, RefusesANameThatIsTaken)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    EXPECT_THAT(refusal(set, named("a")), HasSubstr("\"a\" already"));
+    EXPECT_EQ(service.subscriptions.size(), 1u);
+}
+
+TEST_F(SubscriberSetTest, RefusesMoreSubscriptionsThanTheServicesPoolCanCarry)
+{
+    SubscriberSet set(service.portal, recorder());
+    for (int i = 0; i < 160; ++i)
+    {
+        set.add(named("n" + std::to_string(i)));
+    }
+    EXPECT_THAT(refusal(set, named("one-more")), HasSubstr("160 subscriptions, which is the limit"));
+    EXPECT_EQ(service.subscriptions.size(), 160u);
+}
+
+TEST_F(SubscriberSetTest, UnsubscribesAndTakesNoMoreRecords)
+{
+    {
+        SubscriberSet set(service.portal, recorder());
+        set.add(named("a"));
+        set.add(named("b"));
+        set.remove("a");
+        EXPECT_THAT(service.unsubscribed, ElementsAre(101));
+        EXPECT_EQ(service.deliver(101, objectCreated), OrvNotFound);
+        EXPECT_THROW(set.remove("a"), ElementError);
+    }
+    EXPECT_THAT(service.unsubscribed, ElementsAre(101, 102));
+    EXPECT_EQ(service.deliver(102, objectCreated), OrvNotFound);
+    EXPECT_THAT(received, IsEmpty());
+}
+
+TEST_F(SubscriberSetTest, AnswersFailureIfTheReceiverThrows)
+{
+    SubscriberSet set(service.portal, [](const std::string&, const OrvOamSpiNbiNotificationValue_1&)
+                      { throw std::runtime_error("receiver"); });
+    set.add(named("a"));
+    EXPECT_EQ(service.deliver(101, objectCreated), OrvFailure);
+}
+
+TEST_F(SubscriberSetTest, FlushesWithAMarkerThatPassesEverySubscriptionAndIsNotShown)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    set.add(named("b"));
+    service.onPush = [this](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        EXPECT_EQ(record.notificationType, notificationComplete);
+        EXPECT_NE(record.dn, nullptr);
+        service.deliver(101, record);
+        service.deliver(102, record);
+    };
+    set.flush(TIMEOUT);
+    EXPECT_THAT(received, IsEmpty());
+}
+
+TEST_F(SubscriberSetTest, FlushesWithoutAMarkerIfThereIsNoSubscription)
+{
+    SubscriberSet set(service.portal, recorder());
+    service.onPush = [](OrvOamSpiNbiNotificationValue_1&) { ADD_FAILURE() << "pushed"; };
+    set.flush(TIMEOUT);
+}
+
+TEST_F(SubscriberSetTest, FlushWaitsForASubscriberThatIsStillBusy)
+{
+    std::atomic<bool> begun{false};
+    std::mutex gate;
+    gate.lock();
+    SubscriberSet set(service.portal,
+                      [&](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
+                      {
+                          begun = true;
+                          const std::lock_guard<std::mutex> passed(gate);
+                          received.emplace_back(name, record.notificationType);
+                      });
+    set.add(named("a"));
+    std::thread delivery([this] { service.deliver(101, objectCreated); });
+    while (!begun)
+    {
+        std::this_thread::yield();
+    }
+    std::atomic<bool> flushed{false};
+    service.onPush = [this](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        EXPECT_EQ(received.size(), 1u) << "the marker must not meet a backlog";
+        service.deliver(101, record);
+    };
+    std::thread flusher(
+        [&]
+        {
+            set.flush(TIMEOUT);
+            flushed = true;
+        });
+    EXPECT_FALSE(flushed);
+    gate.unlock();
+    flusher.join();
+    delivery.join();
+    EXPECT_THAT(received, ElementsAre(Pair("a", objectCreated)));
+}
+
+TEST_F(SubscriberSetTest, FlushSendsTheMarkerAgainToASubscriberThatItDidNotReach)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    int pushes = 0;
+    service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        if (++pushes == 3)
+        {
+            service.deliver(101, record);
+        }
+    };
+    set.flush(TIMEOUT);
+    EXPECT_EQ(pushes, 3);
+}
+
+TEST_F(SubscriberSetTest, FlushNamesTheSubscribersThatItCannotReach)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("reached"));
+    set.add(named("late"));
+    service.onPush = [this](OrvOamSpiNbiNotificationValue_1& record) { service.deliver(101, record); };
+    try
+    {
+        set.flush(100);
+        FAIL() << "no failure";
+    }
+    catch (const ElementError& e)
+    {
+        EXPECT_STREQ(e.what(), "not everything has been delivered to: late");
+    }
+}
+
+TEST_F(SubscriberSetTest, FlushFailsIfTheMarkerCannotBePushed)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    service.pushCode = OrvNotRunning;
+    EXPECT_THROW(set.flush(TIMEOUT), ElementError);
+}
+
+TEST_F(SubscriberSetTest, SettlesWithoutPushingAnything)
+{
+    SubscriberSet set(service.portal, recorder());
+    set.add(named("a"));
+    service.onPush = [](OrvOamSpiNbiNotificationValue_1&) { ADD_FAILURE() << "pushed"; };
+    set.settle(TIMEOUT);
+}
+
+}  // namespace
+}  // namespace OrvElement
