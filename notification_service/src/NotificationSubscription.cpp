@@ -348,7 +348,8 @@ void NotificationSubscription::processQueueImpl()
     NOTIF_TRACE(" >> %s", _deregistering ? "no subscriber" : "");
     if (!_deregistering)
     {
-        while (OrvOamSpiNbiNotificationValue_1* const notification = popFront())
+        OrvOamSpiNbiNotificationValue_1* notification = nullptr;
+        while (popFront(notification))
         {
             if (actOnAnswer(callHandler(notification), notification) == AfterAnswer::EndRun)
             {
@@ -361,17 +362,18 @@ void NotificationSubscription::processQueueImpl()
     NOTIF_TRACE(" << ");
 }
 
-// The front record, which from here on neither a purge nor stop can reach; null if the run is to end.
-OrvOamSpiNbiNotificationValue_1* NotificationSubscription::popFront()
+// Takes the front record, which from here on neither a purge nor stop can reach; false if the run is to end. The record
+// is null if its copy could not be made: the run goes on behind it all the same.
+bool NotificationSubscription::popFront(OrvOamSpiNbiNotificationValue_1*& notification)
 {
     QueueLock lock(_queueMutex);
     if (_queue.empty() || _overflow)
     {
-        return nullptr;
+        return false;
     }
-    OrvOamSpiNbiNotificationValue_1* const front = _queue.front();
+    notification = _queue.front();
     _queue.pop_front();
-    return front;
+    return true;
 }
 
 OrvReturnT NotificationSubscription::callHandler(OrvOamSpiNbiNotificationValue_1* notification)

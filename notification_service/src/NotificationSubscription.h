@@ -79,7 +79,7 @@ private:
     void checkQueue();
 
     void processQueueImpl();
-    OrvOamSpiNbiNotificationValue_1* popFront();
+    bool popFront(OrvOamSpiNbiNotificationValue_1*& notification);
     OrvReturnT callHandler(OrvOamSpiNbiNotificationValue_1* notification);
     AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification);
     static OrvOamSpiNbiNotificationValue_1* createOverflowNotification();
