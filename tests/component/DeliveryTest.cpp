@@ -290,16 +290,11 @@ TEST_F(Delivery, NotFoundEndsTheDeliveryForGood)
     pushMarker(4);
     subscriber->release();
     ASSERT_TRUE(
-        framework.log().waitFor(LogLine::trace, "Subscriber is deregistering, stop sending notifications.", 1, 60));
+        framework.log().waitFor(LogLine::traceV2, "Subscriber is deregistering, stop sending notifications.", 1, 60));
     EXPECT_TRUE(logged(framework.lines(), 3, "Unexpected error code received -2"));
     EXPECT_TRUE(traced(framework.lines(), 0, "Subscriber is deregistering, stop sending notifications."));
     // Each arrival starts a run that ends at once, as soon as the last one has given way.
-    const auto tracedNoSubscriber = [&]
-    {
-        const std::vector<std::string> texts = traces(framework.lines());
-        return std::find(texts.begin(), texts.end(), " >> no subscriber") != texts.end();
-    };
-    for (int i = 5; i < 1000 && !tracedNoSubscriber(); ++i)
+    for (int i = 5; i < 1000 && !traced(framework.lines(), 9, " >> no subscriber"); ++i)
     {
         pushRange(i, i);
         pushMarker(i);
