@@ -43,7 +43,10 @@ ElementOptions demoOptions(ElementOptions options)
 
 }  // namespace
 
-DemoCommand::DemoCommand(const ElementOptions& options) : _options(demoOptions(options)) {}
+DemoCommand::DemoCommand(const ElementOptions& options)
+    : _options(demoOptions(options)), _checker(_recorder, stdout, TIMEOUT)
+{
+}
 
 int DemoCommand::execute()
 {
@@ -58,12 +61,12 @@ int DemoCommand::execute()
     showStopTimeAndHeartbeat();
     showClockChange();
     finish();
-    if (_failures != 0)
+    if (_checker.failures() != 0)
     {
-        std::printf("\nFAILED: %u checks\n", _failures);
+        say("FAILED: " + std::to_string(_checker.failures()) + " checks");
         return 1;
     }
-    std::printf("\nEvery subscriber received exactly what it should.\n");
+    say("Every subscriber received exactly what it should.");
     return 0;
 }
 
@@ -75,11 +78,11 @@ void DemoCommand::showLiveAndFiltered()
 
     say("An edit creates interface eth2: the parents come first.");
     apply("1-create.xml");
-    expect({{"live", {CREATED_INTERFACE, CREATED_IPV4, CREATED_ADDRESS}}, {"filtered", {CREATED_INTERFACE}}});
+    _checker.expect({{"live", {CREATED_INTERFACE, CREATED_IPV4, CREATED_ADDRESS}}, {"filtered", {CREATED_INTERFACE}}});
 
     say("An edit changes three attributes of two objects.");
     apply("2-change.xml");
-    expect({{"live", {CHANGED_DESCRIPTION, DISABLED, CHANGED_HOSTNAME}}, {"filtered", {CHANGED_HOSTNAME}}});
+    _checker.expect({{"live", {CHANGED_DESCRIPTION, DISABLED, CHANGED_HOSTNAME}}, {"filtered", {CHANGED_HOSTNAME}}});
 }
 
 void DemoCommand::showReplay()
@@ -87,13 +90,13 @@ void DemoCommand::showReplay()
     say("A replaying subscriber asks for what came since the element started. Records of one transaction share their\n"
         "time, and of equal times a replay gives the newest first.");
     subscribe("name=replaying;start=" + _begin);
-    expect({{"replaying",
-             {CREATED_ADDRESS, CREATED_IPV4, CREATED_INTERFACE, CHANGED_HOSTNAME, DISABLED, CHANGED_DESCRIPTION,
-              "replayComplete"}}});
+    _checker.expect({{"replaying",
+                      {CREATED_ADDRESS, CREATED_IPV4, CREATED_INTERFACE, CHANGED_HOSTNAME, DISABLED,
+                       CHANGED_DESCRIPTION, "replayComplete"}}});
 
     say("One that asks for the last hour is told of the gap: the buffer does not reach back that far.");
     subscribe("name=latecomer;start=-1h;filter=attributeChanged:.*");
-    expect({{"latecomer", {"replayGap", CHANGED_HOSTNAME, DISABLED, CHANGED_DESCRIPTION, "replayComplete"}}});
+    _checker.expect({{"latecomer", {"replayGap", CHANGED_HOSTNAME, DISABLED, CHANGED_DESCRIPTION, "replayComplete"}}});
 }
 
 void DemoCommand::showStopTimeAndHeartbeat()
@@ -103,17 +106,18 @@ void DemoCommand::showStopTimeAndHeartbeat()
 
     say("An edit deletes interface eth1.");
     apply("3-delete.json");
-    expect({{"live", {DELETED_INTERFACE}}, {"replaying", {DELETED_INTERFACE}}, {"stopping", {DELETED_INTERFACE}}});
+    _checker.expect(
+        {{"live", {DELETED_INTERFACE}}, {"replaying", {DELETED_INTERFACE}}, {"stopping", {DELETED_INTERFACE}}});
 
     say("The stop time comes.");
-    expect({{"stopping", {"notificationComplete"}}});
+    _checker.expect({{"stopping", {"notificationComplete"}}});
     const unsigned int heartbeats = _recorder.heartbeats("stopping");
     std::printf("  %-10s heartbeatNotification, %u times\n", "stopping", heartbeats);
-    check(heartbeats >= 1, "stopping has had a heartbeat");
+    _checker.check(heartbeats >= 1, "stopping has had a heartbeat");
 
     say("A change after that reaches the others only.");
     apply("4-change.xml");
-    expect({{"live", {ENABLED}}, {"replaying", {ENABLED}}, {"latecomer", {ENABLED}}});
+    _checker.expect({{"live", {ENABLED}}, {"replaying", {ENABLED}}, {"latecomer", {ENABLED}}});
 }
 
 void DemoCommand::showClockChange()
@@ -121,10 +125,10 @@ void DemoCommand::showClockChange()
     say("The system clock is set: what was kept for replay is discarded, and everybody whose time is not over is "
         "told.");
     _element->raiseClockChange();
-    expect({{"live", {"discardedOld"}},
-            {"filtered", {"discardedOld"}},
-            {"replaying", {"discardedOld"}},
-            {"latecomer", {"discardedOld"}}});
+    _checker.expect({{"live", {"discardedOld"}},
+                     {"filtered", {"discardedOld"}},
+                     {"replaying", {"discardedOld"}},
+                     {"latecomer", {"discardedOld"}}});
 }
 
 // Waits for everything that may still be on its way, so that a record too many is seen as well.
@@ -132,10 +136,7 @@ void DemoCommand::finish()
 {
     _element->drainEvents();
     _subscribers->flush(TIMEOUT);
-    for (const auto& subscriber : _expected)
-    {
-        compare(subscriber.first, _recorder.waitFor(subscriber.first, 0, 0));
-    }
+    _checker.finish();
     _subscribers.reset();
     _element->stop();
 }
@@ -156,47 +157,6 @@ void DemoCommand::apply(const std::string& edit)
 {
     std::printf("  > edit %s\n", edit.c_str());
     _element->applyEditFile(dataPath("demo/" + edit));
-}
-
-// Waits for the records of a step, shows them, and compares.
-void DemoCommand::expect(const Expectation& step)
-{
-    for (const auto& subscriber : step)
-    {
-        std::vector<std::string>& expected = _expected[subscriber.first];
-        expected.insert(expected.end(), subscriber.second.begin(), subscriber.second.end());
-    }
-    for (const auto& subscriber : step)
-    {
-        compare(subscriber.first, _recorder.waitFor(subscriber.first, _expected.at(subscriber.first).size(), TIMEOUT));
-    }
-    std::fflush(stdout);
-}
-
-// Shows what has not been shown yet, and checks everything received against everything expected.
-void DemoCommand::compare(const std::string& subscriber, const std::vector<std::string>& received)
-{
-    const std::vector<std::string>& expected = _expected.at(subscriber);
-    size_t& shown = _shown[subscriber];
-    for (; shown < received.size(); ++shown)
-    {
-        std::printf("  %-10s %s\n", subscriber.c_str(), received[shown].c_str());
-        check(shown < expected.size() && received[shown] == expected[shown],
-              subscriber + " should have received " + (shown < expected.size() ? expected[shown] : "nothing more"));
-    }
-    for (size_t missing = received.size(); missing < expected.size(); ++missing)
-    {
-        check(false, subscriber + " did not receive " + expected[missing]);
-    }
-}
-
-void DemoCommand::check(bool right, const std::string& statement)
-{
-    if (!right)
-    {
-        ++_failures;
-        std::printf("  WRONG: %s\n", statement.c_str());
-    }
 }
 
 }  // namespace OrvElement

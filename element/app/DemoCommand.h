@@ -1,11 +1,9 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "DemoChecker.h"
 #include "DemoRecorder.h"
 #include "Element.h"
 #include "SubscriberSet.h"
@@ -30,9 +28,6 @@ public:
     DemoCommand& operator=(const DemoCommand&) = delete;
 
 private:
-    // What each subscriber should receive in a step, by its name, in order.
-    typedef std::vector<std::pair<std::string, std::vector<std::string>>> Expectation;
-
     void showLiveAndFiltered();
     void showReplay();
     void showStopTimeAndHeartbeat();
@@ -42,18 +37,13 @@ private:
     void say(const std::string& text) const;
     void subscribe(const std::string& spec);
     void apply(const std::string& edit);
-    void expect(const Expectation& step);
-    void compare(const std::string& subscriber, const std::vector<std::string>& received);
-    void check(bool right, const std::string& statement);
 
     const ElementOptions _options;
     std::string _begin;  // a time after the service began to collect and before the first change
     DemoRecorder _recorder;
+    DemoChecker _checker;
     std::unique_ptr<Element> _element;
     std::unique_ptr<SubscriberSet> _subscribers;
-    std::map<std::string, std::vector<std::string>> _expected;  // of all steps so far, by subscriber
-    std::map<std::string, size_t> _shown;                       // how many of a subscriber's records have been shown
-    unsigned int _failures = 0;
 };
 
 }  // namespace OrvElement

@@ -40,6 +40,17 @@ std::vector<std::string> DemoRecorder::waitFor(const std::string& subscriber, si
     return _received[subscriber];
 }
 
+std::vector<std::string> DemoRecorder::subscribers() const
+{
+    const Lock lock(_mutex);
+    std::vector<std::string> names;
+    for (const auto& entry : _received)
+    {
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
 unsigned int DemoRecorder::heartbeats(const std::string& subscriber) const
 {
     const Lock lock(_mutex);

@@ -24,6 +24,9 @@ public:
     // Waits for the number-th record, at most timeout milliseconds; then everything received so far.
     std::vector<std::string> waitFor(const std::string& subscriber, size_t number, long timeout);
 
+    // Everybody who has received or was waited for.
+    std::vector<std::string> subscribers() const;
+
     unsigned int heartbeats(const std::string& subscriber) const;
 
 private:

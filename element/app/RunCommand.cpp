@@ -103,7 +103,7 @@ void RunCommand::serveDirectory()
             }
             else if (endsWith(path, ".clock"))
             {
-                _element->raiseClockChange();
+                raiseClockChange();
             }
         }
     }
@@ -131,14 +131,16 @@ void RunCommand::executeLine(const std::string& line)
     }
     if (line == "clock-change")
     {
-        _element->raiseClockChange();
+        raiseClockChange();
     }
     else if (beginsWith(line, subscribe))
     {
+        settle();
         _subscribers->add(SubscriptionSpec::parse(line.substr(subscribe.size()), currentTime()));
     }
     else if (beginsWith(line, unsubscribe))
     {
+        settle();
         _subscribers->remove(line.substr(unsubscribe.size()));
     }
     else
@@ -150,6 +152,20 @@ void RunCommand::executeLine(const std::string& line)
 void RunCommand::applyFile(const std::string& path)
 {
     _element->applyEditFile(path);
+}
+
+// The service discards what is on its way inside it when the clock changes.
+void RunCommand::raiseClockChange()
+{
+    settle();
+    _element->raiseClockChange();
+}
+
+// An edit travels through the service on threads of its own; this lets it arrive before the next step.
+void RunCommand::settle()
+{
+    _element->drainEvents();
+    _subscribers->settle(FLUSH_TIMEOUT);
 }
 
 template <typename Action>

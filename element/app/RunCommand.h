@@ -47,6 +47,8 @@ private:
     void serveStandardInput();
     void executeLine(const std::string& line);
     void applyFile(const std::string& path);
+    void raiseClockChange();
+    void settle();
     // Runs one action; what it refuses is told and counts as a failure of the whole run.
     template <typename Action>
     void attempt(Action action);

@@ -24,8 +24,8 @@ enum ExitCode
 const char* const EXIT_CODES =
     "Exit codes: 0 success; 1 failure; 2 wrong command line. Each failure is told by one line on standard error.";
 
-const char* const RUN_FOOTER = R"(
-SPEC describes one subscription: name=NAME[;filter=KIND:REGEX]...[;start=TIME][;stop=TIME][;heartbeat=SECONDS]
+const char* const RUN_FOOTER =
+    R"(SPEC describes one subscription: name=NAME[;filter=KIND:REGEX]...[;start=TIME][;stop=TIME][;heartbeat=SECONDS]
   KIND   objectCreated, objectDeleted, attributeChanged, or any for all three
   REGEX  POSIX extended; must match up to the end of the DN or, for a change, of "DN,attribute"; several filters
          combine by "or", none takes everything; write \; for a semicolon
@@ -74,7 +74,7 @@ void addElementOptions(CLI::App& command, OrvElement::ElementOptions& options)
     command
         .add_option("--log-level", options.logLevel,
                     "3 errors, 4 warnings, 6 information, 8 traces, 14 traces with subsystem")
-        ->check(CLI::Range(0, 99))
+        ->check(CLI::Range(0, 99).description(""))
         ->capture_default_str();
 }
 
@@ -94,10 +94,13 @@ CLI::App* addRunCommand(CLI::App& program, OrvElement::RunOptions& options)
     run->add_option("--subscribe", options.subscriptions, "subscriptions to begin with, see below")
         ->type_name("SPEC")
         ->check(checkSpec);
-    run->add_option("--format", options.format, "how records are written: text, or json with one object per line")
+    run->add_option_function<std::string>(
+           "--format",
+           [&options](const std::string& format)
+           { options.format = format == "json" ? OrvElement::RecordFormat::Json : OrvElement::RecordFormat::Text; },
+           "how records are written: text, or json with one object per line")
         ->type_name("text|json")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, OrvElement::RecordFormat>{
-            {"text", OrvElement::RecordFormat::Text}, {"json", OrvElement::RecordFormat::Json}}));
+        ->check(CLI::IsMember({"text", "json"}).description(""));
     run->footer(std::string(RUN_FOOTER) + EXIT_CODES);
     return run;
 }

@@ -1,6 +1,12 @@
 #include "Element.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "DnTranslation.h"
+#include "ElementError.h"
 #include "MeIdTranslator.h"
 #include "OrvCommon.h"
 #include "Portal.h"
@@ -21,6 +27,15 @@ std::string theElementName;
 std::string translateDn(const std::string& internalDn)
 {
     return internalToExternal(internalDn, theElementName);
+}
+
+// A component that cannot read its configuration says so in its log, and fails with a bare code.
+void requireReadable(const std::string& configPath)
+{
+    if (access(configPath.c_str(), R_OK) != 0)
+    {
+        throw ElementError("cannot read the component's configuration " + configPath + ": " + std::strerror(errno));
+    }
 }
 
 }  // namespace
@@ -56,6 +71,7 @@ Element::Element(const ElementOptions& options)
     // Components that use the support library declare it as a dependency; its interface is the portal's.
     _registry.offer(Orv::Portal::COMP_ID, &portal());
 
+    requireReadable(options.componentConfigPath);
     _component.load(options.componentPath, options.componentConfigPath);
     _component.start();
     if (options.watchClock)

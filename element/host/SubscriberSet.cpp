@@ -176,6 +176,11 @@ void SubscriberSet::remove(const std::string& name)
     _subscribers.erase(found);
 }
 
+void SubscriberSet::settle(long timeout)
+{
+    waitForSilence(timeout);
+}
+
 // How it is known that nothing is on its way any more: a record of the type that passes every subscription, whatever
 // its filter and its stop time, goes through the service behind everything else, and each subscriber sees it.
 //
@@ -185,6 +190,10 @@ void SubscriberSet::remove(const std::string& name)
 // further silence.
 void SubscriberSet::flush(long timeout)
 {
+    if (_subscribers.empty())
+    {
+        return;
+    }
     {
         const Lock lock(_mutex);
         for (const auto& entry : _subscribers)

@@ -49,6 +49,11 @@ public:
     // When it has returned no call of onRecord for the subscription runs or follows. Throws for an unknown name.
     void remove(const std::string& name);
 
+    // Waits until no call of onRecord has run for a short while (50 ms): what was pushed before has most likely been
+    // delivered, and nothing is added to the service. Returns without that if nothing has moved for timeout
+    // milliseconds.
+    void settle(long timeout);
+
     // Waits until every subscription has had everything that was pushed to the service before the call. For the end
     // only: nothing may be pushed meanwhile, and a marker enters the service's replay buffer. Throws, with the names of
     // the late ones, if nothing has moved for timeout milliseconds.
