@@ -288,15 +288,22 @@ TEST(MoUtils, ThrowsForMembersThatMultiplyAtEveryLevel)
     EXPECT_EQ(refusalOf(attribute), "Attribute nest has more than 65536 struct members");
 }
 
-TEST(MoUtils, CopiesAsManyMembersAsAreAllowed)
+// A list of members that share one value.
+std::vector<Member> listOf(size_t count, MemberValue& shared)
 {
-    MemberValue container = {8, 0, nullptr};
-    std::vector<Member> members(Orv::MoUtils::MAX_STRUCT_MEMBERS, Member{memberName, &container, nullptr});
-    for (size_t i = 0; i + 1 < members.size(); ++i)
+    std::vector<Member> members(count, Member{memberName, &shared, nullptr});
+    for (size_t i = 0; i + 1 < count; ++i)
     {
         members[i].next = &members[i + 1];
     }
-    Value value = structValue(&members[0]);
+    return members;
+}
+
+TEST(MoUtils, CopiesAsManyMembersAsAreAllowedAndRefusesOneMore)
+{
+    MemberValue empty = {8, 0, nullptr};
+    std::vector<Member> members = listOf(Orv::MoUtils::MAX_STRUCT_MEMBERS + 1, empty);
+    Value value = structValue(&members[1]);
     const Copy copy = copyOf({"many", 13, 1, &value});
     int count = 0;
     for (const Member* member = copy->values[0].structMembers; member != nullptr; member = member->next)
@@ -304,6 +311,8 @@ TEST(MoUtils, CopiesAsManyMembersAsAreAllowed)
         ++count;
     }
     EXPECT_EQ(count, Orv::MoUtils::MAX_STRUCT_MEMBERS);
+    value = structValue(&members[0]);
+    EXPECT_EQ(refusalOf({"many", 13, 1, &value}), "Attribute many has more than 65536 struct members");
 }
 
 TEST(MoUtils, ThrowsForANullWhereAValueIsNeeded)
@@ -402,11 +411,7 @@ TEST(MoUtils, ThrowsBadAllocForMoreThanAnyMemoryHolds)
     // 65536 members that claim 2^32 - 1 numbers each: the size must be right, not wrapped to a small one.
     Value value = valueOf(1);
     MemberValue container = {8, std::numeric_limits<uint32_t>::max(), &value};
-    std::vector<Member> members(Orv::MoUtils::MAX_STRUCT_MEMBERS, Member{memberName, &container, nullptr});
-    for (size_t i = 0; i + 1 < members.size(); ++i)
-    {
-        members[i].next = &members[i + 1];
-    }
+    std::vector<Member> members = listOf(Orv::MoUtils::MAX_STRUCT_MEMBERS, container);
     Value whole = structValue(&members[0]);
     const Container source = {"huge", 13, 1, &whole};
     EXPECT_THROW(Orv::MoUtils::copyAttributeValueContainer(&source), std::bad_alloc);
