@@ -252,6 +252,16 @@ TEST_F(EventConsumer, LetsAPairThatCannotBeTakenOutOfMemoryPass)
     EXPECT_FALSE(consumer->_started);
 }
 
+TEST_F(EventConsumer, LetsAnArrayForWhichThereIsNoMemoryPass)
+{
+    {
+        const CallocFault fault;
+        EXPECT_THROW(start(), std::bad_alloc);
+    }
+    EXPECT_FALSE(consumer->_started);
+    EXPECT_EQ(consumer->_filter, nullptr);
+}
+
 class EventConsumerDeathTest : public EventConsumer
 {
 protected:

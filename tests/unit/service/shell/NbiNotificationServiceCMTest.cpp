@@ -3,8 +3,6 @@
 
 #include <Poco/Exception.h>
 
-#include <csignal>
-#include <functional>
 #include <future>
 #include <new>
 #include <set>
@@ -460,132 +458,21 @@ TEST_F(NbiNotificationServiceCM, FailsForAnExceptionInTheTimeQueriesThatLock)
     EXPECT_EQ(timestamp, 99);
 }
 
-// A failing mutex comes out of every operation: the lock's own failure before anything is done, the unlock's after.
-class NbiNotificationServiceCMBrokenMutex : public NbiNotificationServiceCM,
-                                            public testing::WithParamInterface<MutexFault::Operation>
-{
-};
-
-TEST_P(NbiNotificationServiceCMBrokenMutex, MakesTheMembersWithACatchAllFail)
+TEST_F(NbiNotificationServiceCM, CallsTheHandlerOfSeveralSubscriptionsAtTheSameTime)
 {
     startService();
     const unsigned int handlerId = registerHandler();
+    RecordingHandler first(1);
+    RecordingHandler second(2);
     ASSERT_EQ(subscribe(handlerId, 1), OrvOk);
-    OrvOamSpiNbiNotificationHandler_1 record = RecordingHandler::handlerRecord();
-    unsigned int another = 0;
-    {
-        const MutexFault fault(component().handlerMutex, GetParam());
-        EXPECT_EQ(table().registerHandler(&record, &another), OrvFailure);
-        EXPECT_EQ(table().unregisterHandler(handlerId), OrvFailure);
-        EXPECT_EQ(table().unsubscribe(1), OrvFailure);
-    }
-    EXPECT_TRUE(logged(lines(), 3, UNHANDLED, 3));
-    const bool done = GetParam() == MutexFault::unlockFails;
-    EXPECT_EQ(component().handlers.size(), done ? 2u : 1u);
-    EXPECT_EQ(subscriptions(), done ? 0u : 1u);
-}
-
-TEST_P(NbiNotificationServiceCMBrokenMutex, LeavesGetSubscriptionHandleAsAnException)
-{
-    startService();
-    const bool locking = GetParam() == MutexFault::lockFails;
-    unsigned int handle = 99;
-    std::string message;
-    try
-    {
-        const MutexFault fault(component().handlerMutex, GetParam());
-        table().getSubscriptionHandle(&handle);
-    }
-    catch (const Poco::SystemException& exception)
-    {
-        message = exception.message();
-    }
-    EXPECT_EQ(message, locking ? "cannot lock mutex" : "cannot unlock mutex");
-    EXPECT_EQ(handle, locking ? 99u : 1u);
-    EXPECT_THAT(messages(lines()), IsEmpty());
-}
-
-TEST_P(NbiNotificationServiceCMBrokenMutex, OfTheRegistryMakesRemovalsFail)
-{
-    startService();
-    const unsigned int handlerId = registerHandler();
-    ASSERT_EQ(subscribe(handlerId, 1), OrvOk);
-    {
-        const MutexFault fault(component().runnable._mutex, GetParam());
-        EXPECT_EQ(table().unsubscribe(1), OrvFailure);
-    }
-    EXPECT_TRUE(logged(lines(), 3, UNHANDLED, 1));
-    EXPECT_EQ(subscriptions(), GetParam() == MutexFault::unlockFails ? 0u : 1u);
-    EXPECT_TRUE(component().handlerMutex.tryLock()) << "given back";
-    component().handlerMutex.unlock();
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, NbiNotificationServiceCMBrokenMutex,
-                         testing::Values(MutexFault::lockFails, MutexFault::unlockFails));
-
-// A subscription that fails in an unforeseen way ends the process.
-class NbiNotificationServiceCMDeathTest : public ShellTest
-{
-protected:
-    NbiNotificationServiceCMDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-
-    void expectAbort(std::function<void()> subscribing)
-    {
-        EXPECT_EXIT(
-            {
-                framework.log().echoToStandardError(true);
-                subscribing();
-            },
-            testing::KilledBySignal(SIGABRT), "log 3 subscribe: \"Caught unhandled exception\"");
-    }
-};
-
-TEST_F(NbiNotificationServiceCMDeathTest, ASubscriptionWhoseHandlerMutexCannotBeLockedAborts)
-{
-    startService();
-    const unsigned int handlerId = registerHandler();
-    expectAbort(
-        [&]
-        {
-            const MutexFault fault(component().handlerMutex, MutexFault::lockFails);
-            subscribe(handlerId, 1);
-        });
-}
-
-TEST_F(NbiNotificationServiceCMDeathTest, ASubscriptionWhoseHandlerMutexCannotBeUnlockedAborts)
-{
-    startService();
-    const unsigned int handlerId = registerHandler();
-    expectAbort(
-        [&]
-        {
-            const MutexFault fault(component().handlerMutex, MutexFault::unlockFails);
-            subscribe(handlerId, 1);
-        });
-}
-
-TEST_F(NbiNotificationServiceCMDeathTest, ASubscriptionWhoseRegistryMutexCannotBeUnlockedAborts)
-{
-    startService();
-    const unsigned int handlerId = registerHandler();
-    expectAbort(
-        [&]
-        {
-            const MutexFault fault(component().runnable._mutex, MutexFault::unlockFails);
-            subscribe(handlerId, 1);
-        });
-}
-
-TEST_F(NbiNotificationServiceCMDeathTest, ASubscriptionForWhichThereIsNoMemoryAborts)
-{
-    startService();
-    const unsigned int handlerId = registerHandler();
-    expectAbort(
-        [&]
-        {
-            AllocationFault fault(sizeof(NotificationSubscription), [] { throw std::bad_alloc(); });
-            subscribe(handlerId, 1);
-        });
+    ASSERT_EQ(subscribe(handlerId, 2), OrvOk);
+    first.hold();
+    second.hold();
+    ASSERT_EQ(push(1000, "A=1"), OrvOk);
+    EXPECT_TRUE(first.waitUntilHeld());
+    EXPECT_TRUE(second.waitUntilHeld());
+    first.release();
+    second.release();
 }
 
 }  // namespace

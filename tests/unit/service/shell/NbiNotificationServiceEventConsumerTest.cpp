@@ -2,14 +2,12 @@
 
 #include <Poco/Exception.h>
 
-#include <functional>
 #include <future>
-#include <type_traits>
 
+#include "IntakeTest.h"
 #include "MeIdTranslator.h"
 #include "OrvException.h"
 #include "Seams.h"
-#include "ShellTest.h"
 
 using namespace OrvTest;
 using testing::Each;
@@ -23,85 +21,8 @@ const char CM_SUBSCRIBE[] = "addSubscription:ZelOamSpiCmEvent_Notification_1";
 const char LOOKUP_SERVICE[] = "portal1.getInterface:OrvOamSpiNbiNotificationService";
 const char LOOKUP_MODEL[] = "portal1.getInterface:OrvOamSpiModelRepository";
 
-// What one call of pushNotification brought.
-struct Pushed
+class NbiNotificationServiceEventConsumer : public IntakeTest
 {
-    int64_t eventTime;
-    std::string dn;
-    uint32_t txHandle;
-    uint32_t sequenceNumber;
-    int32_t type;
-    ZelMoNamedAttributeValueContainer_3** attributes;  // the pointer itself
-    std::vector<std::string> names;
-};
-
-std::vector<Pushed> pushed;
-std::function<void()> whenPushed;
-OrvReturnT pushAnswer;
-
-OrvReturnT recordPush(OrvOamSpiNbiNotificationValue_1T& record)
-{
-    Pushed call = {record.eventTime,  record.dn, record.txHandle, record.sequenceNumber, record.notificationType,
-                   record.attributes, {}};
-    for (ZelMoNamedAttributeValueContainer_3** attribute = record.attributes; *attribute != nullptr; ++attribute)
-    {
-        call.names.push_back((*attribute)->name);
-    }
-    pushed.push_back(call);
-    if (whenPushed)
-    {
-        whenPushed();
-    }
-    return pushAnswer;
-}
-
-std::string translate(const std::string& internalDn)
-{
-    return internalDn.rfind("Hidden", 0) == 0 ? "" : "External=1," + internalDn;
-}
-
-// The consumer alone, with a service behind the portal that keeps what is pushed.
-class NbiNotificationServiceEventConsumer : public ShellTest
-{
-protected:
-    NbiNotificationServiceEventConsumer()
-    {
-        pushed.clear();
-        whenPushed = nullptr;
-        pushAnswer = OrvOk;
-        _service.id = {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"};
-        _service.pushNotification = recordPush;
-        _record.interfaceArray = _offered;
-        framework.registerComponent(&_record);
-        consumer().init(static_cast<OrvMgmtSpiInterfacePortal_1*>(framework.accessor()->getPortal("1")));
-        framework.model().addClass("Port", {{"a", true}, {"b", false}, {"c", true}});
-        framework.model().addClass("Bare", {});
-        framework.plan().clearCalls();
-    }
-    ~NbiNotificationServiceEventConsumer() override
-    {
-        Orv::MeIdTranslator::instance().setTranslation(nullptr);
-        consumer().stop(ZelStateChangeDeactivate);
-        framework.unregisterComponent(&_record);
-    }
-
-    OrvReturnT startConsumer() { return consumer().start(ZelStateChangeActivate); }
-
-    template <typename Member>
-    static auto collect(Member member)
-    {
-        std::vector<std::decay_t<decltype(Pushed().*member)>> values;
-        for (const Pushed& call : pushed)
-        {
-            values.push_back(call.*member);
-        }
-        return values;
-    }
-
-private:
-    OrvOamSpiNbiNotificationService _service = OrvOamSpiNbiNotificationService();
-    ZelMgmtSpiInterface_1* _offered[2] = {&_service.id, nullptr};
-    ZelMgmtSpiComponent _record = ZelMgmtSpiComponent();
 };
 
 TEST_F(NbiNotificationServiceEventConsumer, IsBornStoppedWithItsCounterAtOne)
@@ -219,7 +140,7 @@ TEST_F(NbiNotificationServiceEventConsumer, PushesNothingForAnEventWithoutOperat
 
 TEST_F(NbiNotificationServiceEventConsumer, MakesFourNotificationsOfACreationTwoNotifiableChangesAndADeletion)
 {
-    Orv::MeIdTranslator::instance().setTranslation(translate);
+    Orv::MeIdTranslator::instance().setTranslation(translation);
     ASSERT_EQ(startConsumer(), OrvOk);
     CmEvent event(5000999, 0x80000007);
     event.operation("Port=1", objectCreated, {stringAttribute("x", "1")});
@@ -289,7 +210,7 @@ TEST_F(NbiNotificationServiceEventConsumer, DividesATimeAboveTheSignedRangeAsUns
 
 TEST_F(NbiNotificationServiceEventConsumer, SkipsAnOperationWhoseDnHasNoExternalFormWithoutUsingANumber)
 {
-    Orv::MeIdTranslator::instance().setTranslation(translate);
+    Orv::MeIdTranslator::instance().setTranslation(translation);
     ASSERT_EQ(startConsumer(), OrvOk);
     CmEvent event(1000, 7);
     event.operation("Hidden=1", objectCreated);
@@ -394,7 +315,7 @@ TEST_F(NbiNotificationServiceEventConsumer, IgnoresTheResultOfAPush)
 
 TEST_F(NbiNotificationServiceEventConsumer, TracesWhatItReceivedWithTheUnscaledTime)
 {
-    Orv::MeIdTranslator::instance().setTranslation(translate);
+    Orv::MeIdTranslator::instance().setTranslation(translation);
     ASSERT_EQ(startConsumer(), OrvOk);
     framework.setLevel(8);
     CmEvent event(5000999, 7);
@@ -513,129 +434,6 @@ TEST_P(NbiNotificationServiceEventConsumerBrokenMutex, ComesOutOfAllThreeOperati
 
 INSTANTIATE_TEST_SUITE_P(Operations, NbiNotificationServiceEventConsumerBrokenMutex,
                          testing::Values(MutexFault::lockFails, MutexFault::unlockFails));
-
-// Which attributes are notifiable.
-class IsAttrNotifiable : public NbiNotificationServiceEventConsumer
-{
-protected:
-    // The answer for an attribute of a port.
-    bool ask(const char* attributeName, const char* dn = "Rack=1,Port=2")
-    {
-        return consumer().isAttrNotifiable(dn, attributeName);
-    }
-};
-
-TEST_F(IsAttrNotifiable, SaysYesForANotifiableAttribute)
-{
-    framework.setLevel(8);
-    EXPECT_TRUE(ask("a"));
-    EXPECT_THAT(tracesOf(lines()), ElementsAre("isAttrNotifiable:txOperation.dn = Rack=1,Port=2",
-                                               "isAttrNotifiable:attribute \"a\" of moc \"Port\" is notifiable"));
-    EXPECT_TRUE(traced(lines(), 0, "txOperation.dn = Rack=1,Port=2"));
-    EXPECT_TRUE(traced(lines(), 0, "attribute \"a\" of moc \"Port\" is notifiable"));
-}
-
-TEST_F(IsAttrNotifiable, SaysNoForAnAttributeThatIsNotNotifiable)
-{
-    framework.setLevel(8);
-    EXPECT_FALSE(ask("b"));
-    EXPECT_TRUE(traced(lines(), 0, "attribute \"b\" of moc \"Port\" is NOT notifiable"));
-    EXPECT_THAT(messages(lines()), IsEmpty());
-}
-
-TEST_F(IsAttrNotifiable, FindsTheLastAttributeOfAClass)
-{
-    EXPECT_TRUE(ask("c"));
-    EXPECT_EQ(framework.plan().count("getNextAttribute"), 2u) << "it never asks for one behind the last";
-    EXPECT_THAT(messages(lines()), IsEmpty());
-}
-
-TEST_F(IsAttrNotifiable, WalksFromTheStartAtEachCheckAndNoFurtherThanTheAttribute)
-{
-    EXPECT_TRUE(ask("a"));
-    EXPECT_TRUE(ask("a"));
-    EXPECT_EQ(framework.plan().count("getFirstAttribute"), 2u);
-    EXPECT_EQ(framework.plan().count("getNextAttribute"), 0u);
-}
-
-TEST_F(IsAttrNotifiable, LogsAnAttributeThatTheClassDoesNotHave)
-{
-    EXPECT_FALSE(ask("d"));
-    EXPECT_TRUE(logged(lines(), 3, "Attribute \"d\" does not exist in the model for moc \"Port\""));
-    EXPECT_EQ(messages(lines()).size(), 1u);
-    EXPECT_EQ(framework.plan().count("getNextAttribute"), 3u) << "the last answer was that there is no further one";
-}
-
-TEST_F(IsAttrNotifiable, ComparesNamesAsExactStrings)
-{
-    EXPECT_FALSE(ask("A"));
-    EXPECT_FALSE(ask("a "));
-    EXPECT_FALSE(ask(""));
-    EXPECT_EQ(messages(lines()).size(), 3u);
-}
-
-TEST_F(IsAttrNotifiable, LogsAClassWithoutAttributes)
-{
-    EXPECT_FALSE(ask("a", "Bare=1"));
-    EXPECT_TRUE(logged(lines(), 3, "Attribute \"a\" does not exist in the model for moc \"Bare\""));
-    EXPECT_EQ(messages(lines()).size(), 1u);
-    EXPECT_EQ(framework.plan().count("getNextAttribute"), 0u);
-}
-
-TEST_F(IsAttrNotifiable, LogsAClassThatTheModelDoesNotKnow)
-{
-    EXPECT_FALSE(ask("a", "Unknown=1"));
-    EXPECT_TRUE(logged(lines(), 3, "moc of mo Unknown=1 is does not exist in the model"));
-    EXPECT_EQ(messages(lines()).size(), 1u);
-}
-
-TEST_F(IsAttrNotifiable, AsksTheModelWithTheExternalDn)
-{
-    Orv::MeIdTranslator::instance().setTranslation([](const std::string&) { return std::string("Unknown=9"); });
-    ASSERT_EQ(startConsumer(), OrvOk);
-    CmEvent event(1000, 7);
-    event.operation("Port=1", attributeChanged, {int32Attribute("a", 1)});
-    framework.router().publish(event);
-    EXPECT_TRUE(logged(lines(), 3, "moc of mo Unknown=9 is does not exist in the model"));
-    EXPECT_THAT(pushed, IsEmpty());
-}
-
-// The repository's calls, each of which may fail.
-class IsAttrNotifiableFailure : public IsAttrNotifiable, public testing::WithParamInterface<const char*>
-{
-};
-
-TEST_P(IsAttrNotifiableFailure, LeavesAsAnExceptionAndEndsTheEvent)
-{
-    ASSERT_EQ(startConsumer(), OrvOk);
-    framework.setLevel(8);  // names of classes are read for traces only
-    framework.plan().failAlways(GetParam(), -77);
-    EXPECT_THROW(ask("c"), Orv::OrvException);
-    CmEvent event(1000, 7);
-    event.operation("Port=1", objectCreated);
-    event.operation("Port=2", attributeChanged, {int32Attribute("c", 1)});
-    event.operation("Port=3", objectDeleted);
-    framework.router().publish(event);
-    EXPECT_THAT(collect(&Pushed::dn), ElementsAre("Port=1"));
-    EXPECT_TRUE(logged(lines(), 3, "Caught unhandled exception"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Calls, IsAttrNotifiableFailure,
-                         testing::Values("getMocFromDn", "getMocName", "getFirstAttribute", "getNextAttribute",
-                                         "getAttributeName", "getAttributeNotifiable"));
-
-TEST_F(IsAttrNotifiable, LogsAMissingRepositoryAndEndsTheEvent)
-{
-    ASSERT_EQ(startConsumer(), OrvOk);
-    Orv::Portal::instance()->_modelRepository = nullptr;  // nothing was looked up before
-    framework.withdraw("OrvOamSpiModelRepository");
-    CmEvent event(1000, 7);
-    event.operation("Port=1", attributeChanged, {int32Attribute("a", 1)});
-    framework.router().publish(event);
-    EXPECT_THAT(messages(lines()),
-                ElementsAre("4 Interface OrvOamSpiModelRepository not found", "3 Caught unhandled exception"));
-    EXPECT_THAT(pushed, IsEmpty());
-}
 
 class NbiNotificationServiceEventConsumerDeathTest : public NbiNotificationServiceEventConsumer
 {

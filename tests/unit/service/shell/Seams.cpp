@@ -29,6 +29,7 @@ pthread_mutex_t scriptMutex = PTHREAD_MUTEX_INITIALIZER;
 SelectScript* currentScript = nullptr;
 
 thread_local AllocationFault* allocationFault = nullptr;
+thread_local bool callocFails = false;
 Hooks* currentHooks = nullptr;
 
 void setFault(pthread_mutex_t* mutex, MutexFault::Operation operation)
@@ -140,6 +141,16 @@ void AllocationFault::meet(size_t size)
     }
 }
 
+CallocFault::CallocFault()
+{
+    callocFails = true;
+}
+
+CallocFault::~CallocFault()
+{
+    callocFails = false;
+}
+
 Hooks::Hooks()
 {
     currentHooks = this;
@@ -161,6 +172,7 @@ extern "C"
     int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
     int __real_select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptionSet, timeval* timeout);
     void* __real__Znwm(size_t size);
+    void* __real_calloc(size_t count, size_t size);
     void __real__ZN3Orv12ThreadWPipes5startERN4Poco8RunnableE(Orv::ThreadWPipes* thread, Poco::Runnable& target);
     void __real__ZN4Poco10ThreadImpl9sleepImplEl(long milliseconds);
     unsigned int __real__ZN4Poco12NumberParser13parseUnsignedERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEc(
@@ -199,6 +211,11 @@ extern "C"
             allocationFault->meet(size);
         }
         return __real__Znwm(size);
+    }
+
+    void* __wrap_calloc(size_t count, size_t size)
+    {
+        return callocFails ? nullptr : __real_calloc(count, size);
     }
 
     void __wrap__ZN3Orv12ThreadWPipes5startERN4Poco8RunnableE(Orv::ThreadWPipes* thread, Poco::Runnable& target)

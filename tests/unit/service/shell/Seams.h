@@ -97,6 +97,17 @@ private:
     bool _met;
 };
 
+// calloc gives nothing to the constructing thread.
+class CallocFault
+{
+public:
+    CallocFault();
+    ~CallocFault();
+
+    CallocFault(const CallocFault&) = delete;
+    CallocFault& operator=(const CallocFault&) = delete;
+};
+
 // What the component calls while it starts and stops. Null, the default, is the real thing. Set and called on the
 // test's thread alone; the constructor and the destructor set all back.
 struct Hooks
