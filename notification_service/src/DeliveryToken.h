@@ -21,19 +21,25 @@ extern "C" void AnnotateIgnoreReadsBegin(const char* file, int line);
 extern "C" void AnnotateIgnoreReadsEnd(const char* file, int line);
 #define ORV_TOKEN_TAKEN(token) __tsan_acquire(&(token))
 #define ORV_TOKEN_GIVEN(token) __tsan_release(&(token))
-// Whoever takes the token next may destroy it. The order of that after the unlock itself cannot be told, so the
-// unlock's own look at the mutex is not counted.
-#define ORV_TOKEN_UNLOCK_BEGINS() AnnotateIgnoreReadsBegin(__FILE__, __LINE__)
-#define ORV_TOKEN_UNLOCK_ENDS() AnnotateIgnoreReadsEnd(__FILE__, __LINE__)
+#define ORV_TOKEN_UNLOCK_SCOPE const TokenUnlockScope unlockScope
 #else
 #define ORV_TOKEN_TAKEN(token)
 #define ORV_TOKEN_GIVEN(token)
-#define ORV_TOKEN_UNLOCK_BEGINS()
-#define ORV_TOKEN_UNLOCK_ENDS()
+#define ORV_TOKEN_UNLOCK_SCOPE
 #endif
 
 namespace OrvNbiNotificationService
 {
+
+#if defined(ORV_THREAD_SANITIZER)
+// Whoever takes the token next may destroy it. The order of that after the unlock itself cannot be told, so the
+// unlock's own look at the mutex is not counted. A failing unlock throws: hence the scope.
+struct TokenUnlockScope
+{
+    TokenUnlockScope() { AnnotateIgnoreReadsBegin(__FILE__, __LINE__); }
+    ~TokenUnlockScope() { AnnotateIgnoreReadsEnd(__FILE__, __LINE__); }
+};
+#endif
 
 inline bool tryTakeToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
 {
@@ -55,9 +61,8 @@ inline void waitForToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
 inline void giveToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
 {
     ORV_TOKEN_GIVEN(token);
-    ORV_TOKEN_UNLOCK_BEGINS();
+    ORV_TOKEN_UNLOCK_SCOPE;
     token.unlock();
-    ORV_TOKEN_UNLOCK_ENDS();
 }
 
 }  // namespace OrvNbiNotificationService
