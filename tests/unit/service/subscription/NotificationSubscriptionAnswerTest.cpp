@@ -292,6 +292,27 @@ TEST_F(NotificationSubscriptionAnswer, AHandlerThatThrowsLosesTheRecordWithTwoEr
     EXPECT_FALSE(subscription->_deregistering);
 }
 
+TEST_F(NotificationSubscriptionAnswer, BelowLevel3NoErrorIsLogged)
+{
+    subscribe();
+    framework.setLevel(2);
+    handler.answerWith([](const Received&) -> OrvReturnT { throw Orv::OrvException("no way"); });
+    handler.answerWith([](const Received&) -> OrvReturnT { throw std::runtime_error("bad luck"); });
+    handler.answerWith([](const Received&) -> OrvReturnT { throw 42; });
+    handler.answer({OrvNotFound});
+    {
+        const TokenHold token(*subscription);
+        for (const char* dn : {"A=1", "B=1", "C=1", "D=1"})
+        {
+            notify(NOW, dn);
+        }
+    }
+    subscription->checkQueue();
+    waitUntilIdle();
+    EXPECT_EQ(handler.dns(), Dns({"A=1", "B=1", "C=1", "D=1"}));
+    EXPECT_EQ(describe(framework.lines()), describe(std::vector<LogLine>()));
+}
+
 namespace
 {
 

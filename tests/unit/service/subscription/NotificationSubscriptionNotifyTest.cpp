@@ -254,7 +254,7 @@ TEST_F(NotificationSubscriptionNotify, WithoutDerivedRecordsACopyIsQueued)
     std::strcpy(original->dn, "B=2");
 
     ASSERT_EQ(queuedDns(), Dns({"A=1"}));
-    const Record& copy = *subscription->_queue.front();
+    const Record& copy = queueFront();
     EXPECT_EQ(copy.eventTime, NOW - 3);
     EXPECT_EQ(copy.txHandle, 5u);
     EXPECT_EQ(copy.sequenceNumber, 6u);

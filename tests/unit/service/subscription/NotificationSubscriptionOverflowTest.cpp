@@ -34,7 +34,7 @@ TEST_F(NotificationSubscriptionOverflow, AtTheLimitTheNextArrivalLeavesExactlyTh
     EXPECT_EQ(queuedDns(), Dns({"-", "A=4"}));
     // The overflow record has the time of the purge.
     EXPECT_EQ(queuedTimes(), std::vector<int64_t>({NOW + 7, NOW + 1}));
-    EXPECT_EQ(subscription->_queue.front()->attributes, nullptr);
+    EXPECT_EQ(queueFront().attributes, nullptr);
     EXPECT_FALSE(subscription->_overflow);
 }
 

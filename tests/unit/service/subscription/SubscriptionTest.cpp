@@ -233,6 +233,12 @@ bool SubscriptionTest::tokenIsFree()
     return true;
 }
 
+const OrvOamSpiNbiNotificationValue_1& SubscriptionTest::queueFront()
+{
+    const QueueLock lock(subscription->_queueMutex);
+    return *subscription->_queue.front();
+}
+
 std::vector<int32_t> SubscriptionTest::queuedTypes()
 {
     const QueueLock lock(subscription->_queueMutex);

@@ -172,6 +172,8 @@ protected:
     void deliverAll();
     bool tokenIsFree();
 
+    // The front record, lent; the test must hold the token.
+    const OrvOamSpiNbiNotificationValue_1& queueFront();
     std::vector<int32_t> queuedTypes();
     std::vector<int64_t> queuedTimes();
     std::vector<std::string> queuedDns();  // "-" for a null one
