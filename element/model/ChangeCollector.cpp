@@ -1,6 +1,7 @@
 #include "ChangeCollector.h"
 
 #include <libyang/libyang.h>
+#include <cassert>
 
 #include "DnTranslation.h"
 
@@ -223,6 +224,7 @@ ChangeCollector::Instance ChangeCollector::instanceOf(const lyd_node* before, co
                                                       const Instance& parent) const
 {
     const lyd_node* const node = after ? after : before;
+    assert(node);
     const ModelClass* const type = _model.classOfSchema(node->schema);
     return {type, parent.dn + "," + dnComponent(*type, node), firstChild(before), firstChild(after),
             parent.parentCreated};

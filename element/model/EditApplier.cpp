@@ -49,7 +49,7 @@ std::string withoutPrefixes(const std::string& predicates)
     {
         if (quote)
         {
-            quote = c == quote ? 0 : quote;
+            quote = c == quote ? '\0' : quote;
         }
         else if (c == '\'' || c == '"')
         {

@@ -341,7 +341,7 @@ std::string ModelBuilder::uniqueName(const Names& names, const lysc_node* schema
     const std::string plain(schema->name);
     for (const std::string& candidate : {plain, qualifiedName(schema)})
     {
-        const std::string name = forClass ? className(candidate) : candidate;
+        std::string name = forClass ? className(candidate) : candidate;
         if (names.count(name) == 0)
         {
             return name;
