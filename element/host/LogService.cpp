@@ -24,6 +24,9 @@ Poco::Logger& logger()
     return Poco::Logger::get(LOGGER_NAME);
 }
 
+// The component's compiler has checked the format against its arguments.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string formatText(const char* format, va_list arguments)
 {
     va_list again;
@@ -35,6 +38,7 @@ std::string formatText(const char* format, va_list arguments)
     text.pop_back();
     return text;
 }
+#pragma GCC diagnostic pop
 
 // Nothing may be thrown into the component: a line that cannot be written is lost.
 void writeNoThrow(int priority, const std::string& text) noexcept

@@ -60,7 +60,7 @@ int64_t parseDateTime(const std::smatch& parts, const std::string& text)
         throw notATime(text);
     }
     const std::string fraction = (parts[7].str() + "000000").substr(0, 6);
-    const int64_t zone = (zoneHours * 60 + zoneMinutes) * 60;
+    const int64_t zone = (int64_t(zoneHours) * 60 + zoneMinutes) * 60;
     const int64_t seconds = timegm(&fields) - (parts[8] == "-" ? -zone : zone);
     return seconds * MICROSECONDS + std::stoll(fraction);
 }

@@ -75,6 +75,7 @@ extern "C" ZelReturnT zelLCMinit(ZelMgmtSpiInterfacePortalAccessor* accessor, co
 extern "C" ZelReturnT zelLCMterminate(void)
 {
     tell("terminate", 0);
-    return thePortal->unregisterComponent(&theComponent);
+    const ZelReturnT code = thePortal->unregisterComponent(&theComponent);
+    return code == OrvNotFound ? OrvOk : code;
 }
 #endif
