@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 
 #include "DnTranslation.h"
 #include "LibyangErrors.h"
