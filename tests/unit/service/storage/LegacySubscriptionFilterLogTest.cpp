@@ -153,4 +153,35 @@ TEST_F(LegacySubscriptionFilterLogTest, AMatchWritesNothingBelowTheTraceLevel)
     EXPECT_TRUE(framework.lines().empty());
 }
 
+TEST_F(LegacySubscriptionFilterLogTest, NoErrorIsWrittenBelowItsSeverity)
+{
+    const LegacyFilter invalid(Pairs{{"objectCreated", "("}});
+    const LegacyFilter unknown(Pairs{{"objectMoved", "A=1"}});
+    OrvNameValuePair withoutValue = {"objectCreated", nullptr};
+    OrvNameValuePair* incomplete[] = {&withoutValue, nullptr};
+    framework.setLevel(2);
+    framework.log().clear();
+    EXPECT_NO_THROW(LegacySubscriptionFilter{invalid.get()});
+    EXPECT_THROW(LegacySubscriptionFilter{unknown.get()}, Orv::OrvException);
+    EXPECT_THROW(LegacySubscriptionFilter{incomplete}, std::exception);
+    EXPECT_TRUE(framework.lines().empty());
+}
+
+TEST_F(LegacySubscriptionFilterLogTest, TracesEntryAndExitOfItsConstruction)
+{
+    const LegacyFilter pairs(Pairs{{"objectCreated", "A=1"}});
+    traceEverything();
+    const LegacySubscriptionFilter filter(pairs.get());
+    Texts functions;
+    for (const OrvTest::LogLine& line : framework.lines())
+    {
+        if (line.source == OrvTest::LogLine::trace)
+        {
+            functions.push_back(line.function + line.text);
+        }
+    }
+    EXPECT_EQ(functions, (Texts{"LegacySubscriptionFilter >> ", "createFilters >> ", "Filter >> ", "Filter << ",
+                                "createFilters << ", "LegacySubscriptionFilter << "}));
+}
+
 }  // namespace

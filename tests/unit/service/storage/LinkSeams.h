@@ -11,6 +11,14 @@
 #include "ZelOamSpiMoAttributeValue_3.h"
 
 #if defined(__SANITIZE_ADDRESS__)
+#define ORV_ADDRESS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORV_ADDRESS_SANITIZER
+#endif
+#endif
+
+#if defined(ORV_ADDRESS_SANITIZER)
 #include <sanitizer/lsan_interface.h>
 #define ORV_LEAK_EXPECTED const __lsan::ScopedDisabler leakExpected
 #else

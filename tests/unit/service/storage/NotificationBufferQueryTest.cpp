@@ -290,4 +290,11 @@ TEST_F(NotificationBufferQueryTest, AContainerFreesItsRecordsAndTheBuffersStay)
     EXPECT_STREQ(stored(buffer)[0]->attributes[0]->name, "x");
 }
 
+TEST_F(NotificationBufferQueryTest, TracesEntryAndExitOfAReplay)
+{
+    traceEverything();
+    EXPECT_EQ(replay(0, 0), (Times{10, 20, 30}));
+    EXPECT_EQ(OrvTest::traces(framework.lines()), (Texts{" >> ", " << "}));
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "NotificationContainer.h"
 
+#include <new>
 #include <type_traits>
 
 #include "LinkSeams.h"
@@ -64,6 +65,53 @@ TEST(NotificationContainer, TheDestructorFreesWhatIsLeft)
     }
     EXPECT_EQ(ledger.copies.size(), 1u);
     EXPECT_EQ(ledger.releases, ledger.copies);
+}
+
+// The record, its array, the list's node: whichever fails, the list is as it was.
+TEST(NotificationContainer, ARecordThatFindsNoMemoryChangesNothing)
+{
+    NotificationContainer container;
+    container.addNotification(*at(10));
+    const Notification source = makeNotification(20, "A=1", objectCreated, {int32Attribute("x", 1)});
+    unsigned int failures = 0;
+    for (bool failed = true; failed && failures < 10;)
+    {
+        {
+            ORV_LEAK_EXPECTED;
+            OrvTest::FailingAllocation failing(failures + 1);
+            try
+            {
+                container.addNotification(*source);
+            }
+            catch (const std::bad_alloc&)
+            {
+            }
+            failed = failing.happened();
+        }
+        EXPECT_EQ(times(container._notifications), failed ? Times{10} : (Times{10, 20}));
+        failures += failed ? 1 : 0;
+    }
+    EXPECT_EQ(failures, 3u);
+}
+
+TEST(NotificationContainer, ACopyThatTheListCannotTakeIsFreed)
+{
+    NotificationContainer container;
+    const Notification source = makeNotification(20, "A=1", objectCreated, {int32Attribute("x", 1)});
+    bool thrown = false;
+    {
+        OrvTest::FailingAllocation failing(3);
+        try
+        {
+            container.addNotification(*source);
+        }
+        catch (const std::bad_alloc&)
+        {
+            thrown = true;
+        }
+    }
+    EXPECT_TRUE(thrown);
+    EXPECT_TRUE(container._notifications.empty());
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "NotificationQueue.h"
 
 #include <limits>
+#include <list>
 #include <new>
+#include <random>
 #include <type_traits>
 
 #include "LinkSeams.h"
@@ -18,7 +20,6 @@ using OrvTest::int32Attribute;
 using OrvTest::makeNotification;
 using OrvTest::Notification;
 using OrvTest::times;
-using testing::Test;
 
 typedef std::vector<int64_t> Times;
 typedef std::vector<std::string> Texts;
@@ -338,6 +339,44 @@ TEST_F(NotificationQueueTest, APushThatFindsNoMemoryHasAgedOutARecordAndAddsNone
     EXPECT_EQ(queue._lastAgedTime, 10);
     queue.push(*source);
     EXPECT_EQ(times(queue._notifications), (Times{20, 30, 40}));
+}
+
+// The plainest store that follows the same rules: insert before the first record that is not earlier.
+TEST_F(NotificationQueueTest, HoldsWhatAPlainListWouldHoldForAnySequenceOfPushes)
+{
+    for (unsigned int seed = 1; seed <= 50; ++seed)
+    {
+        std::mt19937 random(seed);
+        const unsigned int capacity = 1 + random() % 12;
+        NotificationQueue queue(capacity);
+        std::list<std::pair<int64_t, std::string>> model;
+        int64_t lastAged = 0;
+        for (int i = 0; i < 100; ++i)
+        {
+            const int64_t time = static_cast<int64_t>(random() % 20) - 10;
+            const std::string dn = "A=" + std::to_string(i);
+            queue.push(*at(time, dn));
+            if (model.size() == capacity)
+            {
+                lastAged = model.front().first;
+                model.pop_front();
+            }
+            auto place = model.begin();
+            while (place != model.end() && place->first < time)
+            {
+                ++place;
+            }
+            model.insert(place, {time, dn});
+
+            Texts expected;
+            for (const auto& record : model)
+            {
+                expected.push_back(record.second);
+            }
+            ASSERT_EQ(dns(queue._notifications), expected) << "seed " << seed << " push " << i;
+            ASSERT_EQ(queue._lastAgedTime, lastAged) << "seed " << seed << " push " << i;
+        }
+    }
 }
 
 }  // namespace

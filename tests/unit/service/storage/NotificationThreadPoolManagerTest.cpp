@@ -278,4 +278,20 @@ TEST_F(NotificationThreadPoolManagerFailureTest, AnythingElseIsReportedAsUnknown
     expectFailure("stopAll", failure, "Unknown Exception");
 }
 
+TEST_F(NotificationThreadPoolManagerFailureTest, NoFailureIsWrittenBelowItsSeverity)
+{
+    framework.setLevel(2);
+    framework.log().clear();
+    const std::vector<std::function<void()>> failures = {[] { throw Poco::NoThreadAvailableException(); },
+                                                         [] { throw std::runtime_error("some text"); },
+                                                         [] { throw 42; }};
+    for (const auto& failure : failures)
+    {
+        PoolCalls calls;
+        calls.instead("joinAll", failure);
+        EXPECT_NO_THROW(manager.stopAll());
+    }
+    EXPECT_TRUE(framework.lines().empty());
+}
+
 }  // namespace

@@ -146,6 +146,15 @@ TEST_F(NotificationThreadStarterTest, AnExhaustedPoolIsReportedAndTheExceptionGo
     EXPECT_EQ(kept->referenceCount(), 1);
 }
 
+TEST_F(NotificationThreadStarterTest, AnExhaustedPoolIsNotReportedBelowItsSeverity)
+{
+    PoolGate gate(pool, 510);
+    framework.setLevel(2);
+    framework.log().clear();
+    EXPECT_THROW(owner.method(), Poco::NoThreadAvailableException);
+    EXPECT_TRUE(framework.lines().empty());
+}
+
 TEST_F(NotificationThreadStarterTest, ANullRunnableIsAnExceptionThatIsNotReported)
 {
     framework.log().clear();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <thread>
 
 #include "LinkSeams.h"
 #include "MoUtils.h"
@@ -286,6 +287,29 @@ TEST_F(NotificationUtilsTest, AnOwnedRecordIsFreedWhenAListCannotTakeIt)
     EXPECT_THROW(appendOwned(list, copyOf(source)), std::bad_alloc);
     EXPECT_EQ(ledger.releases, ledger.copies);
     EXPECT_EQ(ledger.copies.size(), 1u);
+}
+
+TEST_F(NotificationUtilsTest, SeveralThreadsMayCopyAndDeleteAtTheSameTime)
+{
+    const Notification shared =
+        makeNotification(10, "A=1", attributeChanged, {int32Attribute("x", 1), stringAttribute("y", "text")});
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+    {
+        threads.emplace_back(
+            [&shared]
+            {
+                for (int i = 0; i < 200; ++i)
+                {
+                    const OwnedNotification copy = copyOf(shared);
+                    EXPECT_STREQ(copy->attributes[1]->values[0].str, "text");
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
 }
 
 }  // namespace
