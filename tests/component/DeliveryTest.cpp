@@ -373,15 +373,16 @@ TEST_F(Delivery, ARecordThatTheFilterRefusesStillSetsTheQueueGoing)
     framework.log().clear();
     pushRange(2, 2);
     pushMarker(3);
-    std::vector<std::string> texts = traces(framework.lines());
-    const auto offered = std::find(texts.begin(), texts.end(), "Sending notification to subscriptionHandle: 1");
-    ASSERT_NE(texts.end(), offered);
-    const auto called = std::find(offered, texts.end(), "Calling match function");
-    ASSERT_NE(texts.end(), called);
-    // After the filter's own lines: into the look at the queue and out again, and out of notify.
-    const auto next = std::find(called, texts.end(), " << ");
-    ASSERT_NE(texts.end(), next);
-    EXPECT_NE(called, std::find(called, next, " >> ")) << "checkQueue was entered";
+    const std::vector<LogLine> lines = framework.lines();
+    const auto text = [](const std::string& wanted)
+    { return [wanted](const LogLine& line) { return line.source == LogLine::trace && line.text == wanted; }; };
+    const auto offered =
+        std::find_if(lines.begin(), lines.end(), text("Sending notification to subscriptionHandle: 1"));
+    ASSERT_NE(lines.end(), offered);
+    const auto matching = std::find_if(offered, lines.end(), text("Matching Legacy Filter with notification received"));
+    ASSERT_NE(lines.end(), matching);
+    const auto nextOffer = std::find_if(matching, lines.end(), text(" >> notify, notification type is 2 : "));
+    EXPECT_TRUE(std::any_of(matching, nextOffer, [](const LogLine& line) { return line.function == "checkQueue"; }));
     EXPECT_EQ(0u, subscriber->count());
 }
 
