@@ -15,6 +15,8 @@ template <typename OwnerType>
 class NotificationThreadStarter
 {
 public:
+    // The caller keeps a reference of its own until start has returned, as an active method does: the run may end, and
+    // give its reference back, before it has been made here.
     // Throws Poco::NoThreadAvailableException, after logging it, when the pool is exhausted.
     static void start(OwnerType*, Poco::AutoPtr<Poco::ActiveRunnableBase> pRunnable)
     {

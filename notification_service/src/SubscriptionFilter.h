@@ -9,8 +9,7 @@ namespace OrvNbiNotificationService
 
 // Decides which notifications reach a subscriber, and what a subscriber gets in place of one.
 // Threads:   match runs under the registry lock; the two derived calls run under a subscription's queue lock and may
-// come
-//            from a timer thread.
+//            come from a timer thread.
 // Ownership: a subscription owns its filter. Notifications are borrowed for the call.
 class SubscriptionFilter
 {
