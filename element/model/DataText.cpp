@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -208,6 +209,10 @@ std::string readTextFile(const std::string& path)
     {
         throw ElementError(path + ": " + std::strerror(errno));
     }
+    if (startsWith(text, 0, BYTE_ORDER_MARK))
+    {
+        text.erase(0, std::strlen(BYTE_ORDER_MARK));
+    }
     if (text.find_first_not_of(BLANKS) == std::string::npos)
     {
         throw ElementError(path + ": the file is empty");
@@ -225,8 +230,7 @@ EditFormat formatOf(const std::string& path, const std::string& text)
     {
         return EditFormat::Json;
     }
-    const std::size_t mark = startsWith(text, 0, BYTE_ORDER_MARK) ? std::strlen(BYTE_ORDER_MARK) : 0;
-    const std::size_t first = text.find_first_not_of(BLANKS, mark);
+    const std::size_t first = text.find_first_not_of(BLANKS);
     return first != std::string::npos && text[first] == '<' ? EditFormat::Xml : EditFormat::Json;
 }
 

@@ -14,7 +14,8 @@ enum class EditFormat
     Json
 };
 
-// The content of a regular file. ElementError names the path and the cause; an empty file is an error.
+// The content of a regular file, without a byte order mark. ElementError names the path and the cause; an empty file is
+// an error.
 std::string readTextFile(const std::string& path);
 
 // By the path's ending (.xml, .json), else by the first character.

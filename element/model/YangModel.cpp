@@ -2,6 +2,7 @@
 
 #include <libyang/libyang.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include "DnTranslation.h"

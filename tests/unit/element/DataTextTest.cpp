@@ -21,6 +21,12 @@ TEST(DataText, AFileIsReadWhole)
     EXPECT_EQ(readTextFile(file.path()), content);
 }
 
+TEST(DataText, AByteOrderMarkIsNoContent)
+{
+    const ModelTest::TemporaryFile file(".cfg", "\xEF\xBB\xBF<a/>");
+    EXPECT_EQ(readTextFile(file.path()), "<a/>");
+}
+
 TEST(DataText, AMissingFileIsNamedWithTheCause)
 {
     EXPECT_EQ(errorOf([] { readTextFile("/no/such/file.xml"); }), "/no/such/file.xml: No such file or directory");
@@ -46,7 +52,6 @@ TEST(DataText, TheEndingOfTheNameDecidesTheFormat)
 TEST(DataText, WithoutAKnownEndingTheContentDecides)
 {
     EXPECT_EQ(formatOf("a.txt", " \n<a/>"), EditFormat::Xml);
-    EXPECT_EQ(formatOf("a", "\xEF\xBB\xBF<a/>"), EditFormat::Xml);
     EXPECT_EQ(formatOf("a", "{ \"b\": 1 }"), EditFormat::Json);
     EXPECT_EQ(formatOf("a", ""), EditFormat::Json);
 }
