@@ -53,6 +53,8 @@ int NotificationConfigHandler::load(const std::string& path)
         bufferSizeInt = 0;
         bufferSizeInt = Poco::NumberParser::parseUnsigned(bufferSizeStr);
         list->release();
+        NOTIF_TRACE(" << ");
+        return 0;
     }
     catch (const Poco::SyntaxException&)
     {
@@ -76,8 +78,6 @@ int NotificationConfigHandler::load(const std::string& path)
         NOTIF_WARNING("Caught exception: %s", e.what());
         return -1;
     }
-    NOTIF_TRACE(" << ");
-    return 0;
 }
 
 const std::string& NotificationConfigHandler::getBufferSize() const

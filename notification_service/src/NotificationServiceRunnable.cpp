@@ -52,13 +52,14 @@ void NotificationServiceRunnable::run()
         }
         if (result < 0)
         {
-            if (errno == EINTR)
+            const int cause = errno;
+            if (cause == EINTR)
             {
                 NOTIF_WARNING("Signal caught in select loop");
             }
             else
             {
-                NOTIF_ERROR("Select failed; %s", strerror(errno));
+                NOTIF_ERROR("Select failed; %s", strerror(cause));
             }
             continue;
         }
