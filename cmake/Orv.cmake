@@ -40,7 +40,8 @@ if(ORV_SANITIZER)
     endif()
 endif()
 if(ORV_COVERAGE)
-    add_compile_options(--coverage -g)
+    # Several threads count at once: without atomic counters numbers get lost, and differences turn negative.
+    add_compile_options(--coverage -fprofile-update=atomic -g)
     add_link_options(--coverage)
 endif()
 
