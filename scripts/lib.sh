@@ -86,7 +86,12 @@ cpp_files()
 {
     cd "$ROOT" || return
     if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
-        git ls-files -z -- '*.h' '*.cpp'
+        # A file that is about to be removed is known but no longer there.
+        git ls-files -z -- '*.h' '*.cpp' | while IFS= read -r -d '' file; do
+            if [[ -f "$file" ]]; then
+                printf '%s\0' "$file"
+            fi
+        done
     else
         find . \( -name .git -o -path ./build \) -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
     fi
