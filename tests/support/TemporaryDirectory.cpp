@@ -1,5 +1,7 @@
 #include "TemporaryDirectory.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -9,18 +11,72 @@
 namespace OrvTest
 {
 
-TemporaryDirectory::TemporaryDirectory() : _path((std::filesystem::temp_directory_path() / "orv-test-XXXXXX").string())
+namespace
 {
-    if (mkdtemp(&_path[0]) == nullptr)
+
+const char* const ROOT_VARIABLE = "ORV_TEST_ROOT";
+
+std::string makeDirectory(const std::filesystem::path& parent)
+{
+    std::string path = (parent / "orv-test-XXXXXX").string();
+    if (mkdtemp(&path[0]) == nullptr)
     {
-        throw std::runtime_error("no temporary directory: " + _path);
+        throw std::runtime_error("no temporary directory: " + path);
     }
+    return path;
 }
+
+void removeDirectory(const std::string& path)
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+}
+
+// The child of a death test does not live to clean up. So the first process of a test makes one directory for itself
+// and its children, which find it through the environment, and removes it with all that is left in there.
+class Root
+{
+public:
+    Root() : _maker(0)
+    {
+        const char* const inherited = std::getenv(ROOT_VARIABLE);
+        if (inherited != nullptr)
+        {
+            _path = inherited;
+            return;
+        }
+        _path = makeDirectory(std::filesystem::temp_directory_path());
+        _maker = getpid();
+        setenv(ROOT_VARIABLE, _path.c_str(), 1);
+    }
+    ~Root()
+    {
+        if (_maker == getpid())
+        {
+            removeDirectory(_path);
+        }
+    }
+
+    const std::string& path() const { return _path; }
+
+    Root(const Root&) = delete;
+    Root& operator=(const Root&) = delete;
+
+private:
+    std::string _path;
+    pid_t _maker;
+};
+
+// Made before main: a child is started by the process that runs the test.
+const Root root;
+
+}  // namespace
+
+TemporaryDirectory::TemporaryDirectory() : _path(makeDirectory(root.path())) {}
 
 TemporaryDirectory::~TemporaryDirectory()
 {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
+    removeDirectory(_path);
 }
 
 std::string TemporaryDirectory::write(const std::string& name, const std::string& content) const

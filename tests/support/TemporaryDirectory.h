@@ -5,7 +5,8 @@
 namespace OrvTest
 {
 
-// A directory of its own below the system's place for temporary files, removed with its content at the end.
+// A directory of its own below the system's place for temporary files, removed with its content at the end, by the
+// parent if the process dies as the child of a death test.
 class TemporaryDirectory
 {
 public:
