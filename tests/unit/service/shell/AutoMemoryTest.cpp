@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "Seams.h"
+#include "AllocationFault.h"
 
 using namespace OrvTest;
 

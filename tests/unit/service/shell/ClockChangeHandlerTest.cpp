@@ -3,8 +3,8 @@
 #include <csignal>
 #include <memory>
 
+#include "MutexFault.h"
 #include "NotificationServiceRunnable.h"
-#include "Seams.h"
 #include "ShellTest.h"
 
 using namespace OrvTest;

@@ -9,9 +9,9 @@
 #include <new>
 #include <stdexcept>
 
+#include "AllocationFault.h"
 #include "FakeFramework.h"
 #include "LogCheck.h"
-#include "Seams.h"
 
 using namespace OrvTest;
 using testing::ElementsAre;

@@ -3,11 +3,14 @@
 
 #include <cerrno>
 
+#include "AllocationFault.h"
+#include "MutexFault.h"
 #include "NbiNotificationServiceStateChange.h"
 #include "NotificationSubscription.h"
 #include "OrvException.h"
 #include "PipeMessage.h"
-#include "Seams.h"
+#include "SelectScript.h"
+#include "ServiceHooks.h"
 #include "ShellTest.h"
 
 using namespace OrvNbiNotificationService;
@@ -35,7 +38,7 @@ protected:
         EXPECT_EQ(init(configWith("abc")), OrvOk);
         EXPECT_EQ(init(configWith("7")), OrvOk);
         EXPECT_EQ(init(), OrvOk);
-        Hooks hooks;
+        ServiceHooks hooks;
         hooks.consumerInit = []() -> OrvReturnT { throw 42; };
         EXPECT_EQ(init(), OrvFailure);
     }
@@ -50,7 +53,7 @@ protected:
         EXPECT_EQ(start(), OrvFailure);
         framework.plan().succeed("portal1.getInterface:OrvOamSpiModelRepository");
         EXPECT_EQ(consumer().stop(ZelStateChangeDeactivate), OrvOk) << "not started";
-        Hooks hooks;
+        ServiceHooks hooks;
         hooks.threadStart = [] { throw 42; };
         EXPECT_EQ(start(), OrvFailure);
     }
@@ -137,7 +140,7 @@ TEST_P(LogLevel, ChangesNothingButWhatIsWritten)
     takeIn();
     disturbTheThread();
     {
-        Hooks hooks;
+        ServiceHooks hooks;
         hooks.consumerStop = [](OrvStateChangeReason) { return OrvReturnT(OrvFailure); };
         EXPECT_EQ(stop(), OrvFailure);
     }

@@ -5,8 +5,9 @@
 #include <functional>
 #include <new>
 
+#include "AllocationFault.h"
+#include "MutexFault.h"
 #include "NotificationSubscription.h"
-#include "Seams.h"
 #include "ShellTest.h"
 
 using namespace OrvTest;

@@ -3,8 +3,9 @@
 
 #include <future>
 
+#include "AllocationFault.h"
 #include "NbiNotificationServiceStateChange.h"
-#include "Seams.h"
+#include "ServiceHooks.h"
 #include "ShellTest.h"
 
 using namespace OrvNbiNotificationService;
@@ -34,7 +35,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, FailsToInitialiseWithoutAConfiguration
 
 TEST_F(NbiNotificationServiceCMLifeCycle, FailsToInitialiseWhenTheConsumerRefusesThePortal)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.consumerInit = [] { return OrvReturnT(5); };
     EXPECT_EQ(init(), OrvFailure);
     EXPECT_THAT(messages(lines()), IsEmpty());
@@ -42,7 +43,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, FailsToInitialiseWhenTheConsumerRefuse
 
 TEST_F(NbiNotificationServiceCMLifeCycle, LogsAnExceptionDuringInitialisationAndFails)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.consumerInit = []() -> OrvReturnT { throw 42; };
     EXPECT_EQ(init(), OrvFailure);
     EXPECT_TRUE(logged(lines(), 3, "Caught unhandled exception"));
@@ -102,7 +103,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, GivesUpAfterSixtyTwoLooksAndSixtyOneSl
 {
     ASSERT_EQ(init(), OrvOk);
     std::vector<long> sleeps;
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.threadStart = [] {};
     hooks.sleep = [&](long milliseconds) { sleeps.push_back(milliseconds); };
     framework.log().clear();
@@ -118,7 +119,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, SeesAThreadThatRunsAtTheSixtySecondLoo
 {
     ASSERT_EQ(init(), OrvOk);
     unsigned int sleeps = 0;
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.threadStart = [] {};
     hooks.sleep = [&](long)
     {
@@ -135,7 +136,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, DoesNotSleepForAThreadThatRunsAtOnce)
 {
     ASSERT_EQ(init(), OrvOk);
     unsigned int sleeps = 0;
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.sleep = [&](long) { ++sleeps; };
     EXPECT_EQ(start(), OrvOk);
     EXPECT_EQ(sleeps, 0u);
@@ -144,7 +145,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, DoesNotSleepForAThreadThatRunsAtOnce)
 TEST_F(NbiNotificationServiceCMLifeCycle, LogsAnExceptionOfAStartAndLeavesTheConsumerStarted)
 {
     ASSERT_EQ(init(), OrvOk);
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.threadStart = [] { throw Poco::SystemException("cannot start thread"); };
     EXPECT_EQ(start(), OrvFailure);
     EXPECT_TRUE(logged(lines(), 3, "Caught unhandled exception"));
@@ -229,7 +230,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, WarnsOfAConsumerThatDoesNotStopAndAnsw
 {
     startService();
     framework.log().clear();
-    Hooks hooks;
+    ServiceHooks hooks;
     OrvStateChangeReason reason = ZelStateChangeActivate;
     hooks.consumerStop = [&](OrvStateChangeReason given)
     {
@@ -308,7 +309,7 @@ TEST_F(NbiNotificationServiceCMLifeCycle, DropsAnEventThatComesAfterTheThreadWas
     CmEvent event(1000000, 7);
     event.operation("Late=1", objectCreated);
     ZelReturnT answer = OrvOk;
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.consumerStop = [&](OrvStateChangeReason)
     {
         framework.router().publish(event);

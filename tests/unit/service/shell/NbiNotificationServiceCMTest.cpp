@@ -8,15 +8,13 @@
 #include <set>
 #include <thread>
 
+#include "AllocationFault.h"
+#include "ExpectedLeak.h"
 #include "LegacySubscriptionFilter.h"
+#include "MutexFault.h"
 #include "NbiNotification.h"
 #include "NotificationSubscription.h"
-#include "Seams.h"
 #include "ShellTest.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
 
 using namespace OrvTest;
 using OrvNbiNotificationService::NbiNotification;
@@ -363,9 +361,7 @@ TEST_F(NbiNotificationServiceCM, NeglectsARecordThatCannotBeCopiedWithAWarning)
     startService();
     const Notification notification = makeNotification(1000, "A=1", attributeChanged, {uncopyableAttribute("bad")});
     {
-#if defined(__SANITIZE_ADDRESS__)
-        const __lsan::ScopedDisabler messageIsLeakedOnPurpose;
-#endif
+        const ExpectedLeak message;
         EXPECT_EQ(table().pushNotification(*notification), OrvFailure);
     }
     EXPECT_TRUE(

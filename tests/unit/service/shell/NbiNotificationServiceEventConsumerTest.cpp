@@ -6,8 +6,8 @@
 
 #include "IntakeTest.h"
 #include "MeIdTranslator.h"
+#include "MutexFault.h"
 #include "OrvException.h"
-#include "Seams.h"
 
 using namespace OrvTest;
 using testing::Each;

@@ -4,14 +4,11 @@
 
 #include <stdexcept>
 
+#include "ExpectedLeak.h"
 #include "NotificationBuffer.h"
 #include "OrvException.h"
-#include "Seams.h"
+#include "ServiceHooks.h"
 #include "ShellTest.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
 
 using namespace OrvNbiNotificationService;
 using namespace OrvTest;
@@ -39,9 +36,7 @@ const char LOAD_FAILED[] = "Failed to load configuration for notification servic
 template <typename Action>
 void runIgnoringLeaks(Action action)
 {
-#if defined(__SANITIZE_ADDRESS__)
-    const __lsan::ScopedDisabler disabler;
-#endif
+    const ExpectedLeak elements;
     action();
 }
 
@@ -162,7 +157,7 @@ TEST_F(NotificationConfigHandler, FailsWithAWarningForAFileThatCannotBeRead)
 
 TEST_F(NotificationConfigHandler, FailsWithTheClassTextOfAPocoException)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.parseUnsigned = []() -> unsigned int { throw Poco::NotFoundException("some detail"); };
     runIgnoringLeaks([&] { EXPECT_EQ(load(configWith("70")), -1); });
     EXPECT_TRUE(logged(lines(), 4, "Caught exception: Not found"));
@@ -171,7 +166,7 @@ TEST_F(NotificationConfigHandler, FailsWithTheClassTextOfAPocoException)
 
 TEST_F(NotificationConfigHandler, FailsWithTheTextOfAnyOtherStandardException)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.parseUnsigned = []() -> unsigned int { throw std::runtime_error("out of order"); };
     runIgnoringLeaks([&] { EXPECT_EQ(load(configWith("70")), -1); });
     EXPECT_TRUE(logged(lines(), 4, "Caught exception: out of order"));
@@ -179,7 +174,7 @@ TEST_F(NotificationConfigHandler, FailsWithTheTextOfAnyOtherStandardException)
 
 TEST_F(NotificationConfigHandler, ReleasesItsListWhenTheExceptionIsOneOfOurs)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.parseUnsigned = []() -> unsigned int { throw Orv::OrvException("of our own making"); };
     EXPECT_EQ(load(configWith("70")), -1);
     EXPECT_TRUE(logged(lines(), 4, "Caught exception: of our own making"));
@@ -187,7 +182,7 @@ TEST_F(NotificationConfigHandler, ReleasesItsListWhenTheExceptionIsOneOfOurs)
 
 TEST_F(NotificationConfigHandler, LetsPassWhatIsNoStandardException)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.parseUnsigned = []() -> unsigned int { throw 42; };
     runIgnoringLeaks([&] { EXPECT_THROW(load(configWith("70")), int); });
     EXPECT_THAT(messages(lines()), IsEmpty());
@@ -322,7 +317,7 @@ TEST_F(LoadConfiguration, GoesOnToTheDefaultAfterAFailureAndTracesTheFailure)
 
 TEST_F(LoadConfiguration, LeavesAnUnusualExceptionToTheCatchAllOfTheInitialisation)
 {
-    Hooks hooks;
+    ServiceHooks hooks;
     hooks.parseUnsigned = []() -> unsigned int { throw 42; };
     runIgnoringLeaks([&] { EXPECT_EQ(init(configWith("70")), OrvFailure); });
     EXPECT_THAT(messages(lines()), ElementsAre("3 Caught unhandled exception"));

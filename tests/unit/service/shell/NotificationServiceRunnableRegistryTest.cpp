@@ -5,11 +5,12 @@
 #include <new>
 #include <thread>
 
+#include "AllocationFault.h"
 #include "LegacySubscriptionFilter.h"
+#include "MutexFault.h"
 #include "NotificationServiceRunnable.h"
 #include "NotificationSubscription.h"
 #include "OrvException.h"
-#include "Seams.h"
 #include "ShellTest.h"
 
 using namespace OrvTest;

@@ -8,10 +8,11 @@
 #include <cstring>
 
 #include "LegacySubscriptionFilter.h"
+#include "MutexFault.h"
 #include "NbiNotification.h"
 #include "NbiNotificationServiceStateChange.h"
 #include "NotificationSubscription.h"
-#include "Seams.h"
+#include "SelectScript.h"
 #include "ShellTest.h"
 
 using namespace OrvTest;

@@ -3,7 +3,6 @@
 #include <type_traits>
 
 #include "NotificationServiceRunnable.h"
-#include "Seams.h"
 #include "ShellTest.h"
 
 using namespace OrvTest;

@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "LegacySubscriptionFilter.h"
-#include "LinkSeams.h"
 #include "OrvException.h"
 #include "StorageTest.h"
 

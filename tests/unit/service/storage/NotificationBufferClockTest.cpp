@@ -4,8 +4,9 @@
 #include <limits>
 #include <thread>
 
-#include "LinkSeams.h"
+#include "AttributeLedger.h"
 #include "ManualClock.h"
+#include "MutexFault.h"
 #include "NotificationBuffer.h"
 #include "StorageTest.h"
 
@@ -14,9 +15,9 @@ namespace
 
 using OrvNbiNotificationService::NotificationBuffer;
 using OrvTest::at;
-using OrvTest::FailingMutex;
 using OrvTest::int32Attribute;
 using OrvTest::makeNotification;
+using OrvTest::MutexFault;
 using OrvTest::Notification;
 using OrvTest::stored;
 using OrvTest::times;
@@ -260,7 +261,7 @@ TEST_F(NotificationBufferClockTest, ARefusalNeedsNoLockAndWritesItsTextWithoutOn
 
 TEST_F(NotificationBufferClockTest, AClockChangeAndTheCreationTimeNeedNoLock)
 {
-    const FailingMutex failing(buffer._mutex._mutex, FailingMutex::Lock);
+    const MutexFault failing(buffer._mutex, MutexFault::lockFails);
     buffer.systemClockChanged(1000);
     EXPECT_EQ(buffer.getBufferCreationTime(), 1000);
     EXPECT_FALSE(buffer.pushNotification(*at(999)));

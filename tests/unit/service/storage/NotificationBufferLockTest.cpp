@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "CountingFilter.h"
-#include "LinkSeams.h"
+#include "MutexFault.h"
 #include "NotificationBuffer.h"
 #include "StorageTest.h"
 
@@ -21,7 +21,7 @@ using OrvNbiNotificationService::NotificationBuffer;
 using OrvNbiNotificationService::NotificationContainer;
 using OrvTest::at;
 using OrvTest::CountingFilter;
-using OrvTest::FailingMutex;
+using OrvTest::MutexFault;
 using OrvTest::OwnedRecords;
 using OrvTest::stored;
 using OrvTest::times;
@@ -109,7 +109,7 @@ protected:
 TEST_F(NotificationBufferLockTest, AMutexThatCannotBeLockedIsASystemExceptionOutOfTheOperation)
 {
     buffer.pushNotification(*at(5));
-    const FailingMutex failing(buffer._mutex._mutex, FailingMutex::Lock);
+    const MutexFault failing(buffer._mutex, MutexFault::lockFails);
     for (const auto& operation : LOCKING_OPERATIONS)
     {
         EXPECT_EQ(textOfTheFailure(buffer, operation.second), "cannot lock mutex") << operation.first;
@@ -122,7 +122,7 @@ TEST_F(NotificationBufferLockTest, AMutexThatCannotBeUnlockedIsASystemExceptionO
     for (const auto& operation : LOCKING_OPERATIONS)
     {
         NotificationBuffer another(10);
-        const FailingMutex failing(another._mutex._mutex, FailingMutex::Unlock);
+        const MutexFault failing(another._mutex, MutexFault::unlockFails);
         EXPECT_EQ(textOfTheFailure(another, operation.second), "cannot unlock mutex") << operation.first;
     }
 }
@@ -133,7 +133,7 @@ TEST_F(NotificationBufferLockTest, TheFiltersExceptionGoesBeforeThatOfAMutexThat
     CountingFilter filter;
     filter.answer = [](const OrvOamSpiNbiNotificationValue_1&) -> bool { throw std::runtime_error("the filter's"); };
     OwnedRecords records;
-    const FailingMutex failing(buffer._mutex._mutex, FailingMutex::Unlock);
+    const MutexFault failing(buffer._mutex, MutexFault::unlockFails);
     EXPECT_THROW(buffer.getNotificationCopiesFromEventTime(0, 0, records, &filter), std::runtime_error);
 }
 

@@ -2,8 +2,8 @@
 #include <list>
 #include <stdexcept>
 
+#include "AttributeLedger.h"
 #include "CountingFilter.h"
-#include "LinkSeams.h"
 #include "NotificationBuffer.h"
 #include "StorageTest.h"
 

@@ -3,7 +3,6 @@
 #include <limits>
 #include <type_traits>
 
-#include "LinkSeams.h"
 #include "ManualClock.h"
 #include "StorageTest.h"
 

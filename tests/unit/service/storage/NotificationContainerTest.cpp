@@ -3,7 +3,9 @@
 #include <new>
 #include <type_traits>
 
-#include "LinkSeams.h"
+#include "AllocationFault.h"
+#include "AttributeLedger.h"
+#include "ExpectedLeak.h"
 #include "StorageTest.h"
 
 namespace
@@ -77,8 +79,8 @@ TEST(NotificationContainer, ARecordThatFindsNoMemoryChangesNothing)
     for (bool failed = true; failed && failures < 10;)
     {
         {
-            ORV_LEAK_EXPECTED;
-            OrvTest::FailingAllocation failing(failures + 1);
+            const OrvTest::ExpectedLeak lost;
+            OrvTest::AllocationFault failing(failures + 1);
             try
             {
                 container.addNotification(*source);
@@ -86,7 +88,7 @@ TEST(NotificationContainer, ARecordThatFindsNoMemoryChangesNothing)
             catch (const std::bad_alloc&)
             {
             }
-            failed = failing.happened();
+            failed = failing.met();
         }
         EXPECT_EQ(times(container._notifications), failed ? Times{10} : (Times{10, 20}));
         failures += failed ? 1 : 0;
@@ -100,7 +102,7 @@ TEST(NotificationContainer, ACopyThatTheListCannotTakeIsFreed)
     const Notification source = makeNotification(20, "A=1", objectCreated, {int32Attribute("x", 1)});
     bool thrown = false;
     {
-        OrvTest::FailingAllocation failing(3);
+        OrvTest::AllocationFault failing(3);
         try
         {
             container.addNotification(*source);

@@ -6,16 +6,17 @@
 #include <random>
 #include <type_traits>
 
-#include "LinkSeams.h"
+#include "AllocationFault.h"
+#include "AttributeLedger.h"
 #include "StorageTest.h"
 
 namespace
 {
 
+using OrvTest::AllocationFault;
 using OrvTest::at;
 using OrvTest::AttributeLedger;
 using OrvTest::dns;
-using OrvTest::FailingAllocation;
 using OrvTest::int32Attribute;
 using OrvTest::makeNotification;
 using OrvTest::Notification;
@@ -295,7 +296,7 @@ TEST_F(NotificationQueueTest, AStorageThatCannotBeReservedIsTheCallersException)
     {
         bool thrown = false;
         {
-            FailingAllocation failing(1);
+            AllocationFault failing(1);
             try
             {
                 if (construct)
@@ -324,7 +325,7 @@ TEST_F(NotificationQueueTest, APushThatFindsNoMemoryHasAgedOutARecordAndAddsNone
     const Notification source = at(40);
     bool thrown = false;
     {
-        FailingAllocation failing(1);
+        AllocationFault failing(1);
         try
         {
             queue.push(*source);

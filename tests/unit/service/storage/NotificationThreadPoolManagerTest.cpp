@@ -13,9 +13,9 @@
 #include <type_traits>
 
 #include "LegacySubscriptionFilter.h"
-#include "LinkSeams.h"
 #include "NotificationServiceRunnable.h"
 #include "NotificationSubscription.h"
+#include "PoolCalls.h"
 #include "PoolGate.h"
 #include "RecordingHandler.h"
 #include "StorageTest.h"

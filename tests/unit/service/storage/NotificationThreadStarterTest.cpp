@@ -9,9 +9,10 @@
 
 #include "DeliveryToken.h"
 #include "LegacySubscriptionFilter.h"
-#include "LinkSeams.h"
+#include "MutexFault.h"
 #include "NotificationSubscription.h"
 #include "OrvException.h"
+#include "PoolCalls.h"
 #include "PoolGate.h"
 #include "RecordingHandler.h"
 #include "StorageTest.h"
@@ -25,7 +26,7 @@ using OrvNbiNotificationService::NotificationSubscription;
 using OrvNbiNotificationService::NotificationThreadPoolManager;
 using OrvNbiNotificationService::NotificationThreadStarter;
 using OrvNbiNotificationService::tryTakeToken;
-using OrvTest::FailingMutex;
+using OrvTest::MutexFault;
 using OrvTest::PoolCalls;
 using OrvTest::PoolGate;
 using OrvTest::RecordingHandler;
@@ -222,7 +223,7 @@ TEST_F(NotificationThreadStarterSubscriptionTest, AnExceptionOutOfADeliveryRunEn
     ASSERT_TRUE(tryTakeToken(subscription._processMutex));
     framework.log().clear();
     {
-        const FailingMutex failing(subscription._queueMutex._mutex, FailingMutex::Lock);
+        const MutexFault failing(subscription._queueMutex, MutexFault::lockFails);
         Poco::ActiveResult<void> result = subscription.processQueue();
         result.wait();
         EXPECT_TRUE(result.failed());

@@ -8,19 +8,21 @@
 #include <stdexcept>
 #include <thread>
 
-#include "LinkSeams.h"
+#include "AllocationFault.h"
+#include "AttributeLedger.h"
+#include "ExpectedLeak.h"
 #include "MoUtils.h"
 #include "StorageTest.h"
 
 namespace
 {
 
+using OrvTest::AllocationFault;
 using OrvTest::AttributeLedger;
-using OrvTest::FailingAllocation;
-using OrvTest::FailingStrdup;
 using OrvTest::int32Attribute;
 using OrvTest::makeNotification;
 using OrvTest::Notification;
+using OrvTest::StrdupFault;
 using OrvTest::stringAttribute;
 using OrvTest::uncopyableAttribute;
 
@@ -180,7 +182,7 @@ TEST_F(NotificationUtilsTest, HasANullDnWhenStrdupGivesNull)
     const Notification source = makeNotification(10, "A=1", objectCreated, {int32Attribute("x", 1)});
     OwnedNotification copy;
     {
-        FailingStrdup noMemory;
+        StrdupFault noMemory;
         copy = copyOf(source);
     }
     ASSERT_NE(copy, nullptr);
@@ -198,8 +200,8 @@ TEST_F(NotificationUtilsTest, LetsTheFailureOfEitherAllocationOutToTheCaller)
     {
         bool thrown = false;
         {
-            ORV_LEAK_EXPECTED;
-            FailingAllocation failing(failures + 1);
+            const OrvTest::ExpectedLeak lost;
+            AllocationFault failing(failures + 1);
             try
             {
                 copy.reset(NotificationUtils::copyNotification(*source));
@@ -208,7 +210,7 @@ TEST_F(NotificationUtilsTest, LetsTheFailureOfEitherAllocationOutToTheCaller)
             {
                 thrown = true;
             }
-            failed = failing.happened();
+            failed = failing.met();
         }
         EXPECT_EQ(thrown, failed);
         EXPECT_EQ(copy == nullptr, failed);

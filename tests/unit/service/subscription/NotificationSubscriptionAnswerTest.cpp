@@ -7,8 +7,8 @@
 
 #include "LogCheck.h"
 #include "OrvException.h"
+#include "PauseHook.h"
 #include "SubscriptionTest.h"
-#include "WrappedCalls.h"
 
 using namespace OrvTest;
 

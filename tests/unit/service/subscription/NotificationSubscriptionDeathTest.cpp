@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "AllocationHook.h"
+#include "MutexFault.h"
 #include "SubscriptionTest.h"
-#include "WrappedCalls.h"
 
 using namespace OrvTest;
 
@@ -108,7 +108,7 @@ TEST_F(NotificationSubscriptionDeathTest, AMutexThatCannotBeLockedInNotifyEndsTh
     EXPECT_EXIT(
         {
             subscribe();
-            const MutexFault fault(MutexFault::lock, subscription->_queueMutex);
+            const MutexFault fault(subscription->_queueMutex, MutexFault::lockFails, MutexFault::here, 1);
             notify(NOW, "A=1");
         },
         ABORTED, "Poco::SystemException");
@@ -119,7 +119,7 @@ TEST_F(NotificationSubscriptionDeathTest, AMutexThatCannotBeUnlockedInNotifyEnds
     EXPECT_EXIT(
         {
             subscribe();
-            const MutexFault fault(MutexFault::unlock, subscription->_queueMutex);
+            const MutexFault fault(subscription->_queueMutex, MutexFault::unlockFails, MutexFault::here, 1);
             notify(NOW, "A=1");
         },
         ABORTED, "Poco::SystemException");
@@ -130,7 +130,8 @@ TEST_F(NotificationSubscriptionDeathTest, AMutexThatFailsInTheConstructorEndsThe
     EXPECT_EXIT(
         {
             alignas(NotificationSubscription) static char place[sizeof(NotificationSubscription)];
-            const MutexFault fault(MutexFault::lock, reinterpret_cast<NotificationSubscription*>(place)->_queueMutex);
+            const MutexFault fault(reinterpret_cast<NotificationSubscription*>(place)->_queueMutex,
+                                   MutexFault::lockFails, MutexFault::here, 1);
             new (place) NotificationSubscription(HANDLE, RecordingHandler::handlerRecord(), new ScriptedFilter(filter),
                                                  &buffer, CREATED, 0, false, 0, 10);
         },

@@ -4,8 +4,9 @@
 
 #include "DeliveryToken.h"
 #include "LogCheck.h"
+#include "MutexFault.h"
+#include "PauseHook.h"
 #include "SubscriptionTest.h"
-#include "WrappedCalls.h"
 
 using namespace OrvTest;
 
@@ -36,7 +37,7 @@ std::string systemError(Call call)
 TEST_F(NotificationSubscriptionFault, CheckQueueLogsAndRethrowsAMutexThatCannotBeLocked)
 {
     subscribe();
-    const MutexFault fault(MutexFault::lock, subscription->_queueMutex);
+    const MutexFault fault(subscription->_queueMutex, MutexFault::lockFails, MutexFault::here, 1);
     EXPECT_EQ(systemError([&] { subscription->checkQueue(); }), "cannot lock mutex");
     EXPECT_TRUE(logged(framework.lines(), 3, "Rethrow exception"));
     EXPECT_EQ(messages(framework.lines()), Texts({"3 Rethrow exception"}));
@@ -46,7 +47,7 @@ TEST_F(NotificationSubscriptionFault, CheckQueueLogsAndRethrowsAMutexThatCannotB
 TEST_F(NotificationSubscriptionFault, CheckQueueLogsAndRethrowsAMutexThatCannotBeUnlocked)
 {
     subscribe();
-    const MutexFault fault(MutexFault::unlock, subscription->_queueMutex);
+    const MutexFault fault(subscription->_queueMutex, MutexFault::unlockFails, MutexFault::here, 1);
     EXPECT_EQ(systemError([&] { subscription->checkQueue(); }), "cannot unlock mutex");
     EXPECT_EQ(messages(framework.lines()), Texts({"3 Rethrow exception"}));
 }
@@ -59,7 +60,7 @@ TEST_F(NotificationSubscriptionFault, CheckQueueLogsAndRethrowsATokenThatCannotB
         notify(NOW, "A=1");
     }
     {
-        const MutexFault fault(MutexFault::tryLock, subscription->_processMutex);
+        const MutexFault fault(subscription->_processMutex, MutexFault::tryLockFails, MutexFault::here, 1);
         EXPECT_EQ(systemError([&] { subscription->checkQueue(); }), "cannot lock mutex");
     }
     EXPECT_EQ(messages(framework.lines()), Texts({"3 Rethrow exception"}));
@@ -104,7 +105,7 @@ TEST_F(NotificationSubscriptionFault, ARunThatCannotLockTheQueueEndsSilentlyWith
         notify(NOW, "A=1");
     }
     {
-        const MutexFault fault(MutexFault::lock, subscription->_queueMutex, MutexFault::elsewhere);
+        const MutexFault fault(subscription->_queueMutex, MutexFault::lockFails, MutexFault::elsewhere, 1);
         subscription->checkQueue();
         pool().joinAll();
     }
@@ -123,7 +124,7 @@ TEST_F(NotificationSubscriptionFault, ARunThatCannotUnlockTheQueueEndsSilentlyWi
     subscribe();
     {
         // The second unlock elsewhere is that of the look that finds the queue empty: no record is in hand.
-        const MutexFault fault(MutexFault::unlock, subscription->_queueMutex, MutexFault::elsewhere, 2);
+        const MutexFault fault(subscription->_queueMutex, MutexFault::unlockFails, MutexFault::elsewhere, 2);
         notify(NOW, "A=1");
         pool().joinAll();
     }
@@ -139,7 +140,7 @@ TEST_F(NotificationSubscriptionFault, ARefusedRecordThatCannotBePutBackIsRelease
     subscribe();
     handler.answer({OrvRetry});
     {
-        const MutexFault fault(MutexFault::lock, subscription->_queueMutex, MutexFault::elsewhere, 2);
+        const MutexFault fault(subscription->_queueMutex, MutexFault::lockFails, MutexFault::elsewhere, 2);
         notify(NOW, "A=1");
         pool().joinAll();
     }
@@ -153,19 +154,19 @@ TEST_F(NotificationSubscriptionFault, StopThrowsWhatItsMutexesThrow)
 {
     subscribe();
     {
-        const MutexFault fault(MutexFault::lock, subscription->_queueMutex);
+        const MutexFault fault(subscription->_queueMutex, MutexFault::lockFails, MutexFault::here, 1);
         EXPECT_EQ(systemError([&] { subscription->stop(); }), "cannot lock mutex");
     }
     {
-        const MutexFault fault(MutexFault::unlock, subscription->_queueMutex);
+        const MutexFault fault(subscription->_queueMutex, MutexFault::unlockFails, MutexFault::here, 1);
         EXPECT_EQ(systemError([&] { subscription->stop(); }), "cannot unlock mutex");
     }
     {
-        const MutexFault fault(MutexFault::lock, subscription->_processMutex);
+        const MutexFault fault(subscription->_processMutex, MutexFault::lockFails, MutexFault::here, 1);
         EXPECT_EQ(systemError([&] { subscription->stop(); }), "cannot lock mutex");
     }
     {
-        const MutexFault fault(MutexFault::unlock, subscription->_processMutex);
+        const MutexFault fault(subscription->_processMutex, MutexFault::unlockFails, MutexFault::here, 1);
         EXPECT_EQ(systemError([&] { subscription->stop(); }), "cannot unlock mutex");
     }
     EXPECT_TRUE(subscription->_stopped);

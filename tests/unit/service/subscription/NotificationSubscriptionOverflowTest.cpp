@@ -1,8 +1,8 @@
 // The queue limit: a full queue is thrown away whole.
 #include <cstdint>
 
+#include "PauseHook.h"
 #include "SubscriptionTest.h"
-#include "WrappedCalls.h"
 
 using namespace OrvTest;
 

@@ -3,8 +3,8 @@
 #include <mutex>
 
 #include "LogCheck.h"
+#include "PauseHook.h"
 #include "SubscriptionTest.h"
-#include "WrappedCalls.h"
 
 using namespace OrvTest;
 

@@ -1,0 +1,89 @@
+#include "MutexFault.h"
+
+#include <atomic>
+#include <cerrno>
+
+namespace OrvTest
+{
+
+namespace
+{
+
+// No lock here: these are read inside every lock.
+std::atomic<const pthread_mutex_t*> faultyMutex{nullptr};
+std::atomic<MutexFault::Operation> faultyOperation{MutexFault::lockFails};
+std::atomic<MutexFault::Where> faultyWhere{MutexFault::anywhere};
+std::atomic<pthread_t> faultMaker{};
+std::atomic<bool> everyCallFails{false};
+std::atomic<int> callsUntilFault{0};
+
+bool counts(MutexFault::Where where)
+{
+    const bool madeHere = pthread_equal(pthread_self(), faultMaker.load()) != 0;
+    return where == MutexFault::anywhere || madeHere == (where == MutexFault::here);
+}
+
+bool fails(const pthread_mutex_t* mutex, MutexFault::Operation operation)
+{
+    if (faultyMutex.load() != mutex || faultyOperation.load() != operation || !counts(faultyWhere.load()))
+    {
+        return false;
+    }
+    return everyCallFails.load() || callsUntilFault.fetch_sub(1) == 1;
+}
+
+}  // namespace
+
+MutexFault::MutexFault(const Poco::FastMutex& mutex, Operation operation, Where where, unsigned int nth)
+    : MutexFault(mutex._mutex, operation, where, nth)
+{
+}
+
+MutexFault::MutexFault(const Poco::Mutex& mutex, Operation operation, Where where, unsigned int nth)
+    : MutexFault(mutex._mutex, operation, where, nth)
+{
+}
+
+MutexFault::MutexFault(const pthread_mutex_t& mutex, Operation operation, Where where, unsigned int nth)
+{
+    faultyOperation.store(operation);
+    faultyWhere.store(where);
+    faultMaker.store(pthread_self());
+    everyCallFails.store(nth == everyCall);
+    callsUntilFault.store(static_cast<int>(nth));
+    faultyMutex.store(&mutex);
+}
+
+MutexFault::~MutexFault()
+{
+    faultyMutex.store(nullptr);
+}
+
+}  // namespace OrvTest
+
+using OrvTest::MutexFault;
+
+extern "C"
+{
+    int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+    int __real_pthread_mutex_trylock(pthread_mutex_t* mutex);
+    int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+
+    int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
+    {
+        return OrvTest::fails(mutex, MutexFault::lockFails) ? EINVAL : __real_pthread_mutex_lock(mutex);
+    }
+
+    int __wrap_pthread_mutex_trylock(pthread_mutex_t* mutex)
+    {
+        return OrvTest::fails(mutex, MutexFault::tryLockFails) ? EINVAL : __real_pthread_mutex_trylock(mutex);
+    }
+
+    int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex)
+    {
+        // Before the mutex is free: from then on the next call may come.
+        const bool failing = OrvTest::fails(mutex, MutexFault::unlockFails);
+        const int result = __real_pthread_mutex_unlock(mutex);
+        return failing ? EPERM : result;
+    }
+}
