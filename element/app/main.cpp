@@ -1,6 +1,10 @@
 // orv-element: the reference element's program. It only reads the command line; DemoCommand and RunCommand do the work.
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -83,7 +87,7 @@ CLI::App* addRunCommand(CLI::App& program, OrvElement::RunOptions& options)
     CLI::App* run = program.add_subcommand("run", "Load models and data, subscribe, and apply edits as they come");
     addElementOptions(*run, options.element);
     OrvElement::ModelOptions& model = options.element.model;
-    run->add_option("--module", model.modules, "YANG modules, NAME or NAME@REVISION")->type_name("NAME")->required();
+    run->add_option("--module", model.modules, "YANG modules, NAME or NAME@REVISION; at least one")->type_name("NAME");
     run->add_option("--struct", model.structPaths, "data paths of containers that become struct attributes")
         ->type_name("PATH");
     run->add_option("--name", model.elementName, "the element's name outside")->capture_default_str();
@@ -129,10 +133,23 @@ OrvElement::ElementOptions defaultOptions()
     return options;
 }
 
+// A standard descriptor that the caller has closed would be given to the next file that is opened, and input would be
+// read from it or records be written to it. In its place /dev/null: input is at its end, and writing fails.
+void occupyStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (fcntl(descriptor, F_GETFD) == -1 && errno == EBADF)
+        {
+            open("/dev/null", O_RDONLY);  // takes the lowest number that is free: this one
+        }
+    }
+}
+
 int runProgram(int argc, char** argv)
 {
     CLI::App program("The reference element: hosts the notification service with YANG models and data.", "orv-element");
-    program.require_subcommand(1);
+    program.require_subcommand(0, 1);
     program.footer(EXIT_CODES);
     OrvElement::ElementOptions demoOptions = defaultOptions();
     demoOptions.logLevel = 3;  // the one clock change of the demo is no news to its reader
@@ -141,7 +158,7 @@ int runProgram(int argc, char** argv)
     runOptions.element = defaultOptions();
     runOptions.element.componentConfigPath = OrvElement::dataPath("notification_service.xml");
     const CLI::App* demo = addDemoCommand(program, demoOptions);
-    addRunCommand(program, runOptions);
+    const CLI::App* run = addRunCommand(program, runOptions);
     try
     {
         program.parse(argc, argv);
@@ -150,9 +167,18 @@ int runProgram(int argc, char** argv)
     {
         return e.get_exit_code() == 0 ? program.exit(e) : fail(USAGE, e.what());
     }
+    // What is missing is asked for here, since CLI11 would complain of that first and not name what it does not know.
     if (demo->parsed())
     {
         return OrvElement::DemoCommand(demoOptions).execute();
+    }
+    if (!run->parsed())
+    {
+        return fail(USAGE, "a subcommand is needed: demo or run");
+    }
+    if (runOptions.element.model.modules.empty())
+    {
+        return fail(USAGE, "--module is needed");
     }
     return OrvElement::RunCommand(runOptions).execute();
 }
@@ -161,6 +187,7 @@ int runProgram(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    occupyStandardDescriptors();
     try
     {
         return runProgram(argc, argv);

@@ -58,7 +58,9 @@ TEST_P(CommandLine, FailsWithOneLineAndLeavesNothingBehind)
 INSTANTIATE_TEST_SUITE_P(
     BadInputs, CommandLine,
     testing::Values(
-        BadInput{"NoCommand", {}, 2, "subcommand"}, BadInput{"UnknownCommand", {"walk"}, 2, "subcommand"},
+        BadInput{"NoCommand", {}, 2, "subcommand"}, BadInput{"UnknownCommand", {"walk"}, 2, "walk"},
+        BadInput{"UnknownOptionBeforeTheCommand", {"--colour"}, 2, "--colour"},
+        BadInput{"UnknownOptionWithoutModule", {"run", "--colour"}, 2, "--colour"},
         BadInput{"UnknownOption", {"run", "--module", "ietf-system", "--colour"}, 2, "--colour"},
         BadInput{"NoModule", {"run"}, 2, "--module"},
         BadInput{"MalformedSpec", runArguments({"--subscribe", "name=a;heartbeat=x"}), 2, "heartbeat \"x\""},

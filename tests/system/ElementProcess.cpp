@@ -45,7 +45,7 @@ void closeEnd(int& descriptor)
 
 }  // namespace
 
-ElementProcess::ElementProcess(const std::vector<std::string>& arguments, Errors errors)
+ElementProcess::ElementProcess(const std::vector<std::string>& arguments, Errors errors, int missing)
 {
     ::signal(SIGPIPE, SIG_IGN);
     Pipe input;
@@ -68,6 +68,10 @@ ElementProcess::ElementProcess(const std::vector<std::string>& arguments, Errors
     posix_spawn_file_actions_adddup2(&actions, output.ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, terminalName.c_str(), O_WRONLY | O_CREAT | O_NOCTTY,
                                      0600);
+    if (missing != -1)
+    {
+        posix_spawn_file_actions_addclose(&actions, missing);
+    }
     posix_spawn_file_actions_addchdir_np(&actions, _directory.path().c_str());
 
     std::vector<std::string> texts = {ORV_ELEMENT};

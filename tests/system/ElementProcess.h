@@ -25,7 +25,9 @@ public:
         ToTerminal
     };
 
-    explicit ElementProcess(const std::vector<std::string>& arguments, Errors errors = Errors::ToFile);
+    // missing: a standard descriptor that the program is started without, or -1.
+    explicit ElementProcess(const std::vector<std::string>& arguments, Errors errors = Errors::ToFile,
+                            int missing = -1);
     ~ElementProcess();  // kills a process that still runs
 
     void writeLine(const std::string& line);

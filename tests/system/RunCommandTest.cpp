@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -296,6 +297,23 @@ TEST_F(RunCommand, FailsWhenNobodyReadsItsOutputAnyMore)
     process.closeOutput();
     process.writeLine(directory.write("edit.xml", describeEth0("one")));
     EXPECT_EQ(process.wait(), 1) << "it must end although its input is still open";
+    EXPECT_EQ(process.errors(), "orv-element: cannot write records to standard output\n");
+}
+
+TEST_F(RunCommand, TakesAMissingStandardInputForOneAtItsEnd)
+{
+    ElementProcess process(runArguments({"--subscribe", "name=all", "--edit", demoFile("2-change.xml")}),
+                           ElementProcess::Errors::ToFile, STDIN_FILENO);
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(process.lines().size(), 3u);
+    EXPECT_EQ(process.errors(), "");
+}
+
+TEST_F(RunCommand, FailsWhenItHasARecordAndNoStandardOutput)
+{
+    ElementProcess process(runArguments({"--subscribe", "name=all", "--edit", demoFile("2-change.xml")}),
+                           ElementProcess::Errors::ToFile, STDOUT_FILENO);
+    EXPECT_EQ(process.finish(), 1);
     EXPECT_EQ(process.errors(), "orv-element: cannot write records to standard output\n");
 }
 
