@@ -28,6 +28,7 @@ Json text(const char* value)
 
 Json structMembers(const ZelMoStructMember_3* first);
 
+// Numbers of 64 bits are strings, as JSON for YANG has them: most readers of JSON keep 53 bits of a number.
 Json value(ZelOamSpiMoAttributeType_3 type, const ZelMoAttributeValue_3& value)
 {
     switch (type)
@@ -39,7 +40,7 @@ Json value(ZelOamSpiMoAttributeType_3 type, const ZelMoAttributeValue_3& value)
         case ZelMoAttributeInt32_3:
             return value.i32;
         case ZelMoAttributeInt64_3:
-            return value.i64;
+            return std::to_string(value.i64);
         case ZelMoAttributeUint8_3:
             return value.u8;
         case ZelMoAttributeUint16_3:
@@ -47,7 +48,7 @@ Json value(ZelOamSpiMoAttributeType_3 type, const ZelMoAttributeValue_3& value)
         case ZelMoAttributeUint32_3:
             return value.u32;
         case ZelMoAttributeUint64_3:
-            return value.u64;
+            return std::to_string(value.u64);
         case ZelMoAttributeString_3:
             return text(value.str);
         case ZelMoAttributeBoolean_3:
@@ -114,8 +115,12 @@ std::string compact(const Json& json)
 // "name=value", with one value alone and several in brackets; a struct's members look the same, in braces.
 std::string attributeText(const Json& attribute);
 
-std::string valueText(const Json& value)
+std::string valueText(const Json& value, bool isNumber)
 {
+    if (isNumber)
+    {
+        return value.get<std::string>();
+    }
     if (!value.is_array())
     {
         return compact(value);
@@ -131,10 +136,12 @@ std::string valueText(const Json& value)
 std::string attributeText(const Json& attribute)
 {
     const Json& all = attribute["values"];
+    const bool isNumber = attribute["type"] == attributeTypeName(ZelMoAttributeInt64_3) ||
+                          attribute["type"] == attributeTypeName(ZelMoAttributeUint64_3);
     std::string list;
     for (const Json& one : all)
     {
-        list += (list.empty() ? "" : ", ") + valueText(one);
+        list += (list.empty() ? "" : ", ") + valueText(one, isNumber);
     }
     return attribute["name"].get<std::string>() + "=" + (all.size() == 1 ? list : "[" + list + "]");
 }

@@ -46,7 +46,7 @@ std::string answerText(OrvReturnT code)
     }
 }
 
-// The filters of a subscription as the interface takes them. The texts are the spec's.
+// The filters of a subscription as the interface takes them. The texts belong to the subscription's description.
 class FilterArray
 {
 public:

@@ -155,7 +155,7 @@ TEST(RecordText, WritesEachTypeCodeFromItsOwnMemberOfTheUnion)
     fresh().i32 = -32;
     EXPECT_EQ(written(ZelMoAttributeInt32_3, value), "int32 -32");
     fresh().i64 = std::numeric_limits<int64_t>::min();
-    EXPECT_EQ(written(ZelMoAttributeInt64_3, value), "int64 -9223372036854775808");
+    EXPECT_EQ(written(ZelMoAttributeInt64_3, value), "int64 \"-9223372036854775808\"");
     fresh().u8 = 8;
     EXPECT_EQ(written(ZelMoAttributeUint8_3, value), "uint8 8");
     fresh().u16 = 16;
@@ -163,7 +163,7 @@ TEST(RecordText, WritesEachTypeCodeFromItsOwnMemberOfTheUnion)
     fresh().u32 = 32;
     EXPECT_EQ(written(ZelMoAttributeUint32_3, value), "uint32 32");
     fresh();
-    EXPECT_EQ(written(ZelMoAttributeUint64_3, value), "uint64 18446744073709551615");
+    EXPECT_EQ(written(ZelMoAttributeUint64_3, value), "uint64 \"18446744073709551615\"");
     fresh().str = "text";
     EXPECT_EQ(written(ZelMoAttributeString_3, value), "string \"text\"");
     fresh().boolean = 0;
@@ -179,6 +179,20 @@ TEST(RecordText, WritesEachTypeCodeFromItsOwnMemberOfTheUnion)
     EXPECT_EQ(written(14, value), "type14 null");
     EXPECT_EQ(written(77, value), "type77 null");
     EXPECT_EQ(written(-1, value), "type-1 null");
+}
+
+TEST(RecordText, WritesNumbersOf64BitsWithoutQuotesInText)
+{
+    ZelMoAttributeValue_3 most = {};
+    most.u64 = std::numeric_limits<uint64_t>::max();
+    ZelMoAttributeValue_3 least = {};
+    least.i64 = std::numeric_limits<int64_t>::min();
+    TestRecord record(objectCreated);
+    record.dn("a=1")
+        .attribute("u", ZelMoAttributeUint64_3, {most, most})
+        .attribute("i", ZelMoAttributeInt64_3, {least});
+    EXPECT_EQ(recordSummary(record.record),
+              "objectCreated a=1 u=[18446744073709551615, 18446744073709551615] i=-9223372036854775808");
 }
 
 TEST(RecordText, WritesTheMembersOfAStruct)
