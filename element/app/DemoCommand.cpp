@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "ElementError.h"
 #include "InstallPaths.h"
 #include "TimeText.h"
 
@@ -67,6 +68,10 @@ int DemoCommand::execute()
         return 1;
     }
     say("Every subscriber received exactly what it should.");
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    {
+        throw ElementError("cannot write to standard output");
+    }
     return 0;
 }
 

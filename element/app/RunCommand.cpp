@@ -97,6 +97,10 @@ void RunCommand::serveDirectory()
     {
         for (const std::string& path : _watch->newFiles())
         {
+            if (_signals.stopped())
+            {
+                return;
+            }
             if (endsWith(path, ".xml") || endsWith(path, ".json"))
             {
                 attempt([&] { applyFile(path); });
@@ -116,6 +120,10 @@ void RunCommand::serveStandardInput()
     {
         for (const std::string& line : input.readLines())
         {
+            if (_signals.stopped())
+            {
+                return;
+            }
             attempt([&] { executeLine(line); });
         }
     }

@@ -26,7 +26,8 @@ enum ExitCode
 };
 
 const char* const EXIT_CODES =
-    "Exit codes: 0 success; 1 failure; 2 wrong command line. Each failure is told by one line on standard error.";
+    "Exit codes: 0 success; 1 failure; 2 wrong command line. Each failure is told by one line on "
+    "standard error, behind what the component may have logged.";
 
 const char* const RUN_FOOTER =
     R"(SPEC describes one subscription: name=NAME[;filter=KIND:REGEX]...[;start=TIME][;stop=TIME][;heartbeat=SECONDS]

@@ -47,6 +47,10 @@ struct ModuleName
 ModuleName splitModuleName(const std::string& text)
 {
     const std::size_t at = text.find('@');
+    if (at != std::string::npos && at + 1 == text.size())
+    {
+        throw ElementError("YANG module " + text + ": the revision behind @ is missing");
+    }
     return at == std::string::npos ? ModuleName{text, ""} : ModuleName{text.substr(0, at), text.substr(at + 1)};
 }
 

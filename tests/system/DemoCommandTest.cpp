@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "ElementProcess.h"
 
@@ -37,6 +38,13 @@ TEST(DemoCommand, FailsWithOneLineIfItsModelsAreNotThere)
     EXPECT_EQ(outcome.code, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("ietf-interfaces"));
     EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1);
+}
+
+TEST(DemoCommand, FailsIfNobodyCanSeeIt)
+{
+    ElementProcess process({"demo"}, ElementProcess::Errors::ToFile, STDOUT_FILENO);
+    EXPECT_EQ(process.finish(), 1);
+    EXPECT_EQ(process.errors(), "orv-element: cannot write to standard output\n");
 }
 
 TEST(DemoCommand, FailsWithAComponentThatDoesNotOfferTheService)

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -167,7 +168,7 @@ std::vector<std::string> operations(const OrvElement::ChangeEvent& event)
 
 TemporaryFile::TemporaryFile(const std::string& ending, const std::string& content)
 {
-    std::string path = "/tmp/orv-model-test-XXXXXX" + ending;
+    std::string path = (std::filesystem::temp_directory_path() / "orv-model-test-XXXXXX").string() + ending;
     const int descriptor = mkstemps(&path[0], static_cast<int>(ending.size()));
     if (descriptor < 0)
     {

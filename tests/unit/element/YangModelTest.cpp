@@ -298,6 +298,11 @@ TEST(YangModel, AnUnknownRevisionIsNamed)
     EXPECT_THAT(loadError(pinned({"orv-base@1999-01-01"})), StartsWith("YANG module orv-base@1999-01-01: "));
 }
 
+TEST(YangModel, AnEmptyRevisionIsRefused)
+{
+    EXPECT_EQ(loadError(pinned({"orv-base@"})), "YANG module orv-base@: the revision behind @ is missing");
+}
+
 TEST(YangModel, AModuleWithAnErrorIsNamedWithTheCause)
 {
     ModelOptions options = ModelTest::awkwardOptions();
