@@ -20,7 +20,8 @@ public:
     enum : uint64_t
     {
         CLASS_HANDLE = uint64_t(1) << 32,
-        ATTRIBUTE_HANDLE = uint64_t(2) << 32
+        ATTRIBUTE_HANDLE = uint64_t(2) << 32,
+        PROPERTIES_HANDLE = uint64_t(3) << 32
     };
 
     // The context with all modules compiled; the caller's to destroy.

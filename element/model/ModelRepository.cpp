@@ -133,6 +133,82 @@ OrvOamSpiModelRepository_2 repositoryTable = {{"OrvOamSpiModelRepositoryService"
                                               getAttributeName,
                                               getAttributeNotifiable};
 
+// The functions that version "3" has otherwise. A selector says what is asked for; each knows one thing only.
+
+ZelReturnT getMocFromDnBySelector(const char* dn, unsigned int selector, uint64_t* moc)
+{
+    return selector == 0 ? getMocFromDn(dn, moc) : OrvBadArgument;
+}
+
+ZelReturnT getAttributeFlag(uint64_t attribute, unsigned int selector, bool* isKey)
+{
+    const YangModel* const model = currentModel;
+    if (!model)
+    {
+        return OrvFailure;
+    }
+    const ModelAttribute* const found = model->attributeOfHandle(attribute);
+    if (!found || selector != 0 || !isKey)
+    {
+        return OrvBadArgument;
+    }
+    *isKey = found->isKey;
+    return OrvOk;
+}
+
+ZelReturnT getGeneralProperties(uint64_t attribute, uint64_t* properties)
+{
+    const YangModel* const model = currentModel;
+    if (!model)
+    {
+        return OrvFailure;
+    }
+    const ModelAttribute* const found = model->attributeOfHandle(attribute);
+    if (!found || !properties)
+    {
+        return OrvBadArgument;
+    }
+    *properties = model->propertiesHandle(*found);
+    return OrvOk;
+}
+
+ZelReturnT getPropertyText(uint64_t properties, unsigned int selector, const char** name)
+{
+    const YangModel* const model = currentModel;
+    if (!model)
+    {
+        return OrvFailure;
+    }
+    const ModelAttribute* const found = model->attributeOfProperties(properties);
+    if (!found || selector != 0 || !name)
+    {
+        return OrvBadArgument;
+    }
+    *name = found->name.c_str();
+    return OrvOk;
+}
+
+void reservedEntry() {}
+
+const ZelOamSpiModelRepositoryMoc_3 mocTable = {reservedEntry, reservedEntry, getMocFromDnBySelector};
+const ZelOamSpiModelRepositoryProperties_3 propertiesTable = {getPropertyText};
+const ZelOamSpiModelRepositoryClass_3 classTable = {reservedEntry, reservedEntry, reservedEntry,
+                                                    reservedEntry, reservedEntry, getFirstAttribute};
+const ZelOamSpiModelRepositoryAttribute_3 attributeTable = {getGeneralProperties, reservedEntry, reservedEntry,
+                                                            getNextAttribute,     reservedEntry, getAttributeFlag};
+
+ZelOamSpiModelRepository_3 repositoryTableOfVersion3 = {
+    {"ZelOamSpiModelRepositoryService", "ZelOamSpiModelRepository", "3"},
+    &mocTable,
+    &propertiesTable,
+    nullptr,
+    &classTable,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    &attributeTable};
+
 }  // namespace
 
 ModelRepository::ModelRepository(const YangModel& model)
@@ -152,6 +228,11 @@ ModelRepository::~ModelRepository()
 OrvOamSpiModelRepository_2* ModelRepository::table()
 {
     return &repositoryTable;
+}
+
+ZelOamSpiModelRepository_3* ModelRepository::tableOfVersion3()
+{
+    return &repositoryTableOfVersion3;
 }
 
 }  // namespace OrvElement

@@ -93,11 +93,26 @@ const ModelClass* YangModel::classOfHandle(uint64_t handle) const
     return valid && position < _classes.size() ? _classes[position].get() : nullptr;
 }
 
-const ModelAttribute* YangModel::attributeOfHandle(uint64_t handle) const
+const ModelAttribute* YangModel::attributeAt(uint64_t handle, uint64_t kind) const
 {
     const uint64_t position = handle & POSITION_MASK;
-    const bool valid = (handle & ~POSITION_MASK) == (_handleBase | ModelBuilder::ATTRIBUTE_HANDLE);
+    const bool valid = (handle & ~POSITION_MASK) == (_handleBase | kind);
     return valid && position < _attributes.size() ? _attributes[position] : nullptr;
+}
+
+const ModelAttribute* YangModel::attributeOfHandle(uint64_t handle) const
+{
+    return attributeAt(handle, ModelBuilder::ATTRIBUTE_HANDLE);
+}
+
+uint64_t YangModel::propertiesHandle(const ModelAttribute& attribute) const
+{
+    return _handleBase | ModelBuilder::PROPERTIES_HANDLE | (attribute.handle & POSITION_MASK);
+}
+
+const ModelAttribute* YangModel::attributeOfProperties(uint64_t handle) const
+{
+    return attributeAt(handle, ModelBuilder::PROPERTIES_HANDLE);
 }
 
 const ModelAttribute* YangModel::nextAttribute(const ModelAttribute& attribute) const

@@ -84,6 +84,10 @@ public:
     const ModelClass* classOfHandle(uint64_t handle) const;
     const ModelAttribute* attributeOfHandle(uint64_t handle) const;
 
+    // The handle of an attribute's properties, which is none of the attribute itself, and the way back.
+    uint64_t propertiesHandle(const ModelAttribute& attribute) const;
+    const ModelAttribute* attributeOfProperties(uint64_t handle) const;
+
     // Null for the last one of its class.
     const ModelAttribute* nextAttribute(const ModelAttribute& attribute) const;
 
@@ -98,6 +102,8 @@ public:
 
 private:
     friend class ModelBuilder;
+
+    const ModelAttribute* attributeAt(uint64_t handle, uint64_t kind) const;
 
     struct ContextDeleter
     {
