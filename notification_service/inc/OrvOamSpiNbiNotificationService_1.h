@@ -118,7 +118,12 @@ struct OrvOamSpiNbiNotificationService
     // OrvOk, OrvNotRunning, OrvFailure (an attribute that cannot be copied).
     OrvReturnT (*pushNotification)(OrvOamSpiNbiNotificationValue_1& notification);
 
-    // Subscribes with subtree filters; null in this version of the service.
+    // Subscribes with subtree filters. filters: a null-terminated array of trees, required, with at least one tree. The
+    // array is read during the call only; the trees are used, uncopied, for the subscription's whole life: see
+    // OrvOamSpiNbiNotificationSubTree_1 for what they mean and what is required of them. Matching reads the live data
+    // of the framework, on the service's thread and, for a replay, on the caller's. All else is as with subscribe.
+    // OrvOk, OrvBadArgument (no tree, unknown handler, handle in use), OrvNoThread, OrvNotRunning. A failure inside the
+    // service that leaves it in doubt ends the process.
     OrvReturnT (*rfcFilterSubscribe)(unsigned int handlerId, OrvOamSpiNbiNotificationSubTree_1** filters,
                                      unsigned int subscriptionHandle, long long startTime, long long stopTime,
                                      bool heartbeatSupported, long long heartbeatInterval);

@@ -1,4 +1,34 @@
 // The nodes of a subtree filter: plain records that the subscriber makes and owns.
+//
+// A filter is one or more trees, modelled on the subtree filters of RFC 6241. A notification passes if one of the trees
+// describes the object that its DN names. A tree is laid along the DN, not along the data: its top node stands for the
+// DN's first component, a child for the next one, and so on.
+//
+//   A node matches a component if the class is its className (what stands before the first "." or "=") and, with a
+//   keyAttribute, the key (what stands between the first and the second "=") is that attribute's first value. Then, if
+//   the object of this component is not the very object that was deleted, its attributeMatch and structureContainments
+//   must all hold in the live data at the moment of matching; a condition that cannot be read does not hold.
+//   A node without attributeSelection, classSelection and containments then passes its object and all below it.
+//   In any other node one of these must succeed, tried in this order:
+//     attributeSelection   the DN ends here and the notification carries one of the attributes
+//     classSelection       the DN's next component has one of the classes
+//     containments         a child matches the DN's next component
+//
+// Of a deleted object a filter tells what was selected below it: one objectDeleted notification for each node and
+// selected class at the end of the tree, without attributes, where the key that a node leaves open is "*". Keys add up
+// along the children and selected classes of one node: two of them without a key are recorded as "*" and "**".
+// An attributeSelection in the top node of a tree reduces a notification to the selected attributes; further down it
+// decides what passes, and the notification stays whole. A replay brings plain notifications in either case.
+//
+// What the service requires, and does not test:
+//   - Nothing is copied. Trees, arrays, strings and values stay where they are, unchanged, until unsubscribe or
+//     unregisterHandler has returned, or a refused subscription has been reported.
+//   - A tree is finite: no node stands below itself. Nodes are walked by recursion, on the service's threads of the
+//     system's default stack size: stay below a thousand levels. A tree that refers to itself ends the process when an
+//     object above the loop is deleted.
+//   - Pointers are valid or null. A node whose className is null matches nothing.
+//   - The pointers named "first value" below lead to a value of the type code that stands beside it.
+//   - A structureContainment names an attribute whose values are structs (type code 13): the value is followed as one.
 #pragma once
 
 #include <cstddef>
@@ -6,21 +36,24 @@
 
 #include "ZelOamSpiMoAttributeValue_3.h"
 
-// Conditions on the members of one struct-valued attribute.
+// Conditions on the members of one struct-valued attribute, of which the first value counts.
 struct StructContainment
 {
     char* attributeName;
     int32_t reserved;
-    ZelMoNamedAttributeValueContainer_3** members;  // null-terminated
+    // Null-terminated; each names a member, a type code and, as first value, what one of the member's values must
+    // equal. A condition on a member that the struct does not have is passed over.
+    ZelMoNamedAttributeValueContainer_3** members;
 };
 
-// One node. Every array ends with a null pointer; every pointer but className may be null.
-// The records are not copied: they must live until the subscription has been removed.
+// One node. Every array ends with a null pointer; every pointer but className may be null. An empty array selects
+// nothing, but only a null pointer makes a node the end of a tree.
 struct OrvOamSpiNbiNotificationSubTree_1
 {
     char* className;                                       // required
     ZelMoNamedAttributeValueContainer_3* keyAttribute;     // first value: the key as a string; null: any key
-    ZelMoNamedAttributeValueContainer_3** attributeMatch;  // content match: each names an attribute and its value
+    ZelMoNamedAttributeValueContainer_3** attributeMatch;  // each: an attribute, its exact type code; first value: what
+                                                           // one of its values must equal
     char** attributeSelection;                             // names of attributes
     char** classSelection;                                 // names of classes directly below
     OrvOamSpiNbiNotificationSubTree_1** containments;      // child nodes

@@ -13,6 +13,7 @@
 #include "NbiNotificationServiceTable.h"
 #include "OrvException.h"
 #include "OrvThreadLock.h"
+#include "RfcSubscriptionFilter.h"
 #include "ServiceLog.h"
 
 namespace OrvNbiNotificationService
@@ -242,35 +243,73 @@ OrvReturnT NbiNotificationServiceCM::subscribe(unsigned int handlerId, OrvNameVa
         {
             return OrvNotRunning;
         }
-        HandlerLock lock(handlerMutex);
-        try
-        {
-            const auto entry = handlers.find(handlerId);
-            if (entry == handlers.end())
-            {
-                NOTIF_ERROR("Handler (%i) not found.", handlerId);
-                return OrvBadArgument;
-            }
-            SubscriptionFilter* const filter = new LegacySubscriptionFilter(filters);
-            const OrvReturnT result =
-                runnable.addSubscription(subscriptionHandle, entry->second._handler, filter, startTime, stopTime,
-                                         heartbeatSupported, heartbeatInterval);
-            // Whatever the result: a handle that was refused is kept like any other.
-            entry->second._subscriptionHandles.push_back(subscriptionHandle);
-            NOTIF_TRACE(" << ");
-            return result;
-        }
-        catch (const Orv::OrvException& e)
-        {
-            NOTIF_ERROR("Failed to add subscription. %s", e.what());
-            return OrvBadArgument;
-        }
+        const OrvReturnT result =
+            addSubscription([filters]() -> SubscriptionFilter* { return new LegacySubscriptionFilter(filters); },
+                            handlerId, subscriptionHandle, startTime, stopTime, heartbeatSupported, heartbeatInterval);
+        NOTIF_TRACE(" << ");
+        return result;
     }
     catch (...)
     {
         // A subscription half made can neither be served nor removed.
         NOTIF_ERROR("Caught unhandled exception");
         abort();
+    }
+}
+
+OrvReturnT NbiNotificationServiceCM::rfcFilterSubscribe(unsigned int handlerId,
+                                                        OrvOamSpiNbiNotificationSubTree_1** filters,
+                                                        unsigned int subscriptionHandle, long long startTime,
+                                                        long long stopTime, bool heartbeatSupported,
+                                                        long long heartbeatInterval)
+{
+    try
+    {
+        NOTIF_TRACE(" >> ");
+        if (!notifyThread.isRunning())
+        {
+            return OrvNotRunning;
+        }
+        NOTIF_TRACE("Adding RFC Subscription to NotificationServiceRunnable");
+        const OrvReturnT result =
+            addSubscription([filters]() -> SubscriptionFilter* { return new RfcSubscriptionFilter(filters); },
+                            handlerId, subscriptionHandle, startTime, stopTime, heartbeatSupported, heartbeatInterval);
+        NOTIF_TRACE(" << ");
+        return result;
+    }
+    catch (...)
+    {
+        // As in subscribe.
+        NOTIF_ERROR("Caught unhandled exception");
+        abort();
+    }
+}
+
+template <typename MakeFilter>
+OrvReturnT NbiNotificationServiceCM::addSubscription(MakeFilter makeFilter, unsigned int handlerId,
+                                                     unsigned int subscriptionHandle, long long startTime,
+                                                     long long stopTime, bool heartbeatSupported,
+                                                     long long heartbeatInterval)
+{
+    HandlerLock lock(handlerMutex);
+    try
+    {
+        const auto entry = handlers.find(handlerId);
+        if (entry == handlers.end())
+        {
+            NOTIF_ERROR("Handler (%i) not found.", handlerId);
+            return OrvBadArgument;
+        }
+        const OrvReturnT result = runnable.addSubscription(subscriptionHandle, entry->second._handler, makeFilter(),
+                                                           startTime, stopTime, heartbeatSupported, heartbeatInterval);
+        // Whatever the result: a handle that was refused is kept like any other.
+        entry->second._subscriptionHandles.push_back(subscriptionHandle);
+        return result;
+    }
+    catch (const Orv::OrvException& e)
+    {
+        NOTIF_ERROR("Failed to add subscription. %s", e.what());
+        return OrvBadArgument;
     }
 }
 

@@ -2,7 +2,9 @@
 
 #include <Poco/Mutex.h>
 
+#include <atomic>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "NotificationConfigHandler.h"
@@ -21,8 +23,9 @@ namespace OrvNbiNotificationService
 //            members may be called from any thread. handlerMutex is row 1 of docs/threads-and-locks.md and is held
 //            across adding and removing a subscription.
 // Ownership: everything by value. Handlers stay registered until the process ends.
-// Failure:   each public member logs and answers OrvFailure for an exception; subscribe ends the process instead, and
-//            getSubscriptionHandle lets a failing mutex pass.
+// Failure:   each public member logs and answers OrvFailure for an exception; subscribe and rfcFilterSubscribe end the
+//            process instead, getSubscriptionHandle lets a failing mutex pass, and the model access lets everything
+//            pass.
 // Running is what notifyThread says it is; there is no state variable.
 class NbiNotificationServiceCM : public Orv::ZelComponent<NbiNotificationServiceCM>
 {
@@ -52,6 +55,22 @@ public:
     OrvReturnT getLastAgedNotificationTime(long long& timestamp);
     OrvReturnT getBufferCreationTime(long long& timestamp);
     OrvReturnT pushNotification(OrvOamSpiNbiNotificationValue_1& notification);
+    OrvReturnT rfcFilterSubscribe(unsigned int handlerId, OrvOamSpiNbiNotificationSubTree_1** filters,
+                                  unsigned int subscriptionHandle, long long startTime, long long stopTime,
+                                  bool heartbeatSupported, long long heartbeatInterval);
+
+    // The model access of the subtree filters, on whichever thread evaluates one. It asks the framework anew each time,
+    // takes no lock, and works from load to unload, whether the service runs or not.
+
+    // Reads an attribute in a read transaction of its own. OrvOk: *result is filled, and the caller has to give
+    // transaction to endTransaction, which ends the life of what *result points to. If the read itself fails, its
+    // result is passed on and the transaction stays open until the framework reclaims it.
+    ZelReturnT getAttributeValue(const char* dn, const char* attributeName, ZelMoAttributeValueResult_3* result,
+                                 unsigned long& transaction);
+    ZelReturnT endTransaction(unsigned long transaction);
+
+    // The name of the key attribute of the class of dn's last component. OrvFailure: keyName is unchanged.
+    ZelReturnT getKeyName(const char* dn, std::string& keyName);
 
 private:
     friend class Orv::ZelComponent<NbiNotificationServiceCM>;
@@ -70,6 +89,12 @@ private:
     ~NbiNotificationServiceCM();
 
     bool waitUntilRunning();
+
+    // What the two forms of subscribe share; makeFilter gives the new filter.
+    template <typename MakeFilter>
+    OrvReturnT addSubscription(MakeFilter makeFilter, unsigned int handlerId, unsigned int subscriptionHandle,
+                               long long startTime, long long stopTime, bool heartbeatSupported,
+                               long long heartbeatInterval);
     void forgetHandle(unsigned int subscriptionHandle) ORV_REQUIRES(handlerMutex);
 
     NotificationConfigHandler configHandler;
@@ -80,7 +105,7 @@ private:
     unsigned int nextSubscriptionHandle ORV_GUARDED_BY(handlerMutex);
     std::map<unsigned int, HandlerContainer> handlers ORV_GUARDED_BY(handlerMutex);
     Poco::FastMutex handlerMutex;
-    ZelOamSpiModelRepository_3* modelRepository;  // not looked up before subtree filters ask for key names
+    std::atomic<ZelOamSpiModelRepository_3*> modelRepository;  // the last one that getKeyName was given
 };
 
 }  // namespace OrvNbiNotificationService

@@ -71,6 +71,20 @@ static OrvReturnT _pushNotification(OrvOamSpiNbiNotificationValue_1T& notificati
     return component().pushNotification(notification);
 }
 
+// The array must be there: unlike _subscribe it is its first element that tells an empty filter.
+static OrvReturnT _rfcFilterSubscribe(unsigned int handlerId, OrvOamSpiNbiNotificationSubTree_1** filters,
+                                      unsigned int subscriptionHandle, long long startTime, long long stopTime,
+                                      bool heartbeatSupported, long long heartbeatInterval)
+{
+    if (*filters == nullptr)
+    {
+        NOTIF_ERROR("Empty Filter - A Rfc Subscription without filters is not allowed.");
+        return OrvBadArgument;
+    }
+    return component().rfcFilterSubscribe(handlerId, filters, subscriptionHandle, startTime, stopTime,
+                                          heartbeatSupported, heartbeatInterval);
+}
+
 namespace OrvNbiNotificationService
 {
 
@@ -89,6 +103,7 @@ void fillServiceTable(OrvOamSpiNbiNotificationService& table)
     table.getLastAgedNotificationTime = _getLastAgedNotificationTime;
     table.getBufferCreationTime = _getBufferCreationTime;
     table.pushNotification = _pushNotification;
+    table.rfcFilterSubscribe = _rfcFilterSubscribe;
 }
 
 }  // namespace OrvNbiNotificationService

@@ -16,6 +16,7 @@ class SubscriptionFilter
 public:
     virtual ~SubscriptionFilter() = default;
 
+    // Not const, like the two others: what it finds out may be kept for them.
     virtual bool match(const OrvOamSpiNbiNotificationValue_1& notification) = 0;
 
     // Fills the vector, emptied first, with the notifications that stand in for a deleted subtree. They belong to the

@@ -21,7 +21,7 @@ TEST_F(NbiNotificationServiceTable, NamesTheComponentTheInterfaceAndVersionOne)
     EXPECT_STREQ(table().id.interfaceVersion, "1");
 }
 
-TEST_F(NbiNotificationServiceTable, FillsNineEntriesAndLeavesTheTenthNull)
+TEST_F(NbiNotificationServiceTable, FillsAllTenEntries)
 {
     EXPECT_NE(table().registerHandler, nullptr);
     EXPECT_NE(table().unregisterHandler, nullptr);
@@ -32,7 +32,7 @@ TEST_F(NbiNotificationServiceTable, FillsNineEntriesAndLeavesTheTenthNull)
     EXPECT_NE(table().getLastAgedNotificationTime, nullptr);
     EXPECT_NE(table().getBufferCreationTime, nullptr);
     EXPECT_NE(table().pushNotification, nullptr);
-    EXPECT_EQ(table().rfcFilterSubscribe, nullptr);
+    EXPECT_NE(table().rfcFilterSubscribe, nullptr);
 }
 
 TEST_F(NbiNotificationServiceTable, IsFoundThroughThePortal)
