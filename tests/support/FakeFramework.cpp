@@ -203,7 +203,7 @@ ZelMwSpiTrace traceTable = {{nullptr, "ZelMwSpiTrace", nullptr}, traceVtrace, tr
 
 }  // namespace
 
-FakeFramework::FakeFramework() : _level(6), _component(nullptr), _model(_plan), _router(_plan)
+FakeFramework::FakeFramework() : _level(6), _component(nullptr), _model(_plan), _objects(_plan), _router(_plan)
 {
     FakeFramework* none = nullptr;
     if (!currentFramework.compare_exchange_strong(none, this))
@@ -294,7 +294,8 @@ void* FakeFramework::find(const ZelMgmtSpiInterface_1& id) const
             }
         }
     }
-    ZelMgmtSpiInterface_1* const own[] = {&routerTable.id, &modelTable.id, &logTable.id, &traceTable.id};
+    std::vector<ZelMgmtSpiInterface_1*> own = managedObjectTables();
+    own.insert(own.end(), {&routerTable.id, &modelTable.id, &logTable.id, &traceTable.id});
     for (ZelMgmtSpiInterface_1* table : own)
     {
         if (sameId(*table, id))

@@ -7,6 +7,7 @@
 
 #include "CallPlan.h"
 #include "FakeEventRouter.h"
+#include "FakeManagedObjects.h"
 #include "FakeModelRepository.h"
 #include "LogSink.h"
 #include "ZelMgmtSpi.h"
@@ -15,8 +16,8 @@
 namespace OrvTest
 {
 
-// A framework for tests: portals "1" and "3", event router, model repository "2", log and trace. Every call is counted
-// and can be told to fail.
+// A framework for tests: portals "1" and "3", event router, model repository "2", the managed objects with transactions
+// and model repository "3", log and trace. Every call is counted and can be told to fail.
 //
 // The framework's functions carry no context, so one object of this class can live at a time; the tables themselves are
 // static and outlive it, and without a live object they answer OrvFailure and drop what is logged.
@@ -24,8 +25,8 @@ namespace OrvTest
 // Threads:   any.
 // Ownership: the tables are the fake's; a registered component's record stays the component's.
 // Calls:     "getPortal:1", "getPortal:3", "portal1.getInterface:NAME", "portal3.getInterface:NAME" with the name of
-//            the interface, "registerComponent", "unregisterComponent", and those of FakeEventRouter and
-//            FakeModelRepository. A failing getPortal gives null.
+//            the interface, "registerComponent", "unregisterComponent", and those of FakeEventRouter,
+//            FakeModelRepository and FakeManagedObjects. A failing getPortal gives null.
 class FakeFramework
 {
 public:
@@ -37,6 +38,7 @@ public:
     CallPlan& plan() { return _plan; }
     FakeEventRouter& router() { return _router; }
     FakeModelRepository& model() { return _model; }
+    FakeManagedObjects& objects() { return _objects; }
     LogSink& log() { return _log; }
     std::vector<LogLine> lines() const { return _log.lines(); }
 
@@ -71,6 +73,7 @@ private:
     mutable std::mutex _mutex;
     std::map<std::string, bool> _withdrawn;
     FakeModelRepository _model;
+    FakeManagedObjects _objects;
     FakeEventRouter _router;  // last: its thread uses all the others
 };
 
