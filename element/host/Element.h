@@ -44,6 +44,8 @@ public:
     // Publishes the clock-change event with the present time.
     void raiseClockChange();
 
+    const YangModel& model() const { return _model; }
+
     // Returns when the component has been given every event published before.
     void drainEvents() { _router.drain(); }
 
