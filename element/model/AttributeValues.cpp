@@ -53,19 +53,6 @@ std::vector<Member> membersOf(const lyd_node* container)
     return members;
 }
 
-// Two augments can give a struct two members of one name: the second is qualified.
-std::string memberName(const lysc_node* schema)
-{
-    for (const lysc_node* sibling : dataNodes(lysc_data_parent(schema), nullptr))
-    {
-        if (std::string(sibling->name) == schema->name)
-        {
-            return sibling == schema ? schema->name : qualifiedName(schema);
-        }
-    }
-    return schema->name;
-}
-
 double toDouble(const std::string& text)
 {
     double result = 0;
@@ -136,7 +123,7 @@ ZelMoStructMember_3* structMembers(ValueArena& arena, const lyd_node* container)
         const std::vector<ZelMoAttributeValue_3> values = valuesOf(arena, member->nodes, type);
         if (!values.empty())
         {
-            head = arena.structMember(memberName(member->schema), type, values, head);
+            head = arena.structMember(structMemberName(member->schema), type, values, head);
         }
     }
     return head;
@@ -167,6 +154,18 @@ std::vector<ZelMoAttributeValue_3> valuesOf(ValueArena& arena, const AttributeNo
 }
 
 }  // namespace
+
+std::string structMemberName(const lysc_node* schema)
+{
+    for (const lysc_node* sibling : dataNodes(lysc_data_parent(schema), nullptr))
+    {
+        if (std::string(sibling->name) == schema->name)
+        {
+            return sibling == schema ? schema->name : qualifiedName(schema);
+        }
+    }
+    return schema->name;
+}
 
 ZelMoNamedAttributeValueContainer_3* attributeOf(ValueArena& arena, const ModelAttribute& attribute,
                                                  const AttributeNodes& nodes)

@@ -28,6 +28,9 @@ ZelMoNamedAttributeValueContainer_3* attributeOf(ValueArena& arena, const ModelA
 // The key that a container is given: it has no node, and its value is always the same.
 ZelMoNamedAttributeValueContainer_3* containerKeyOf(ValueArena& arena, const ModelAttribute& attribute);
 
+// The name of a member of a struct. Two augments can give a struct two members of one name: the second is qualified.
+std::string structMemberName(const lysc_node* schema);
+
 // Equal for equal values, whether explicit or default; the order of a leaf-list counts only if the user sets it.
 std::string valueSignature(const AttributeNodes& nodes);
 

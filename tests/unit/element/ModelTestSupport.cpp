@@ -149,6 +149,11 @@ const OrvElement::YangModel& ietfModel()
     return model;
 }
 
+std::string attributeText(ZelOamSpiMoAttributeType_3 type, uint32_t count, const ZelMoAttributeValue_3* values)
+{
+    return valuesText(type, count, values);
+}
+
 std::vector<std::string> operations(const OrvElement::ChangeEvent& event)
 {
     std::vector<std::string> lines;

@@ -26,6 +26,9 @@ const OrvElement::YangModel& awkwardModel();
 const OrvElement::YangModel& typesModel();
 const OrvElement::YangModel& ietfModel();
 
+// The values of one attribute: "value|value", or "none".
+std::string attributeText(ZelOamSpiMoAttributeType_3 type, uint32_t count, const ZelMoAttributeValue_3* values);
+
 // One line for each operation, read from the plain record: "created DN {name=value|value, ...}".
 std::vector<std::string> operations(const OrvElement::ChangeEvent& event);
 
