@@ -54,9 +54,10 @@ int DemoCommand::execute()
     say("An element with two interfaces and a host name, from ietf-interfaces, ietf-ip and ietf-system.");
     _element = std::make_unique<Element>(_options);
     _begin = formatTime(currentTime());
-    _subscribers = std::make_unique<SubscriberSet>(
-        Element::portal(), [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
-        { _recorder.record(name, record); });
+    _subscribers =
+        std::make_unique<SubscriberSet>(Element::portal(), _element->model(),
+                                        [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
+                                        { _recorder.record(name, record); });
     showLiveAndFiltered();
     showReplay();
     showStopTimeAndHeartbeat();

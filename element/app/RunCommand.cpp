@@ -49,9 +49,10 @@ int RunCommand::execute()
     }
     _progress.show("starting the element...");
     _element = std::make_unique<Element>(_options.element);
-    _subscribers = std::make_unique<SubscriberSet>(
-        Element::portal(), [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
-        { _printer.print(name, record); });
+    _subscribers =
+        std::make_unique<SubscriberSet>(Element::portal(), _element->model(),
+                                        [this](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
+                                        { _printer.print(name, record); });
     for (const std::string& subscription : _options.subscriptions)
     {
         _subscribers->add(SubscriptionSpec::parse(subscription, currentTime()));

@@ -13,6 +13,7 @@
 #include "InstallPaths.h"
 #include "RunCommand.h"
 #include "SubscriptionSpec.h"
+#include "SubtreeFilter.h"
 #include "TimeText.h"
 
 namespace
@@ -31,9 +32,12 @@ const char* const EXIT_CODES =
 
 const char* const RUN_FOOTER =
     R"(SPEC describes one subscription: name=NAME[;filter=KIND:REGEX]...[;start=TIME][;stop=TIME][;heartbeat=SECONDS]
+  or one with subtree filters:      name=NAME[;subtree=SUBTREE]...[;start=TIME][;stop=TIME][;heartbeat=SECONDS]
   KIND   objectCreated, objectDeleted, attributeChanged, or any for all three
   REGEX  POSIX extended; must match up to the end of the DN or, for a change, of "DN,attribute"; several filters
          combine by "or", none takes everything; write \; for a semicolon
+  SUBTREE  a path /node[leaf='value']/node/{leaf,node}, or <filter>...</filter> as in NETCONF, or @FILE with such XML;
+         a condition is held against the present data, several filters combine by "or"; element/README.md has more
   TIME   2026-01-31T12:00:00Z (RFC 3339), or an offset from now: -60s, +5m, +1h; a start in the past asks for a replay
   At most 160 subscriptions; a stop time at most 2147483 seconds ahead.
 
@@ -52,6 +56,8 @@ the run; a refused line or file is told and the run goes on. Either way the exit
 Examples:
   orv-element run --module ietf-interfaces@2014-05-08 --module iana-if-type --startup startup.xml \
       --subscribe 'name=all' --subscribe 'name=eth0;filter=attributeChanged:interface=eth0,enabled' --edit down.xml
+  orv-element run --module ietf-interfaces@2014-05-08 --module iana-if-type --startup startup.xml \
+      --subscribe "name=up;subtree=/interfaces/interface[enabled='true']" --edit down.xml
   ls edits/*.xml | orv-element run --module ietf-system --format json --subscribe 'name=all;heartbeat=5' | jq .
 )";
 
@@ -192,6 +198,11 @@ int main(int argc, char** argv)
     try
     {
         return runProgram(argc, argv);
+    }
+    catch (const OrvElement::SubtreeError& e)
+    {
+        // Of an option: one that comes as input does not end the program.
+        return fail(USAGE, e.what());
     }
     catch (const std::exception& e)
     {

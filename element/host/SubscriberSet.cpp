@@ -76,6 +76,8 @@ struct SubscriberSet::HandleTable
 {
     Poco::FastMutex mutex;
     std::map<unsigned int, std::shared_ptr<Subscriber>> subscribers ORV_GUARDED_BY(mutex);
+    // Trees that the service may still look at, since it could not say that it removed their subscription.
+    std::vector<std::unique_ptr<SubtreeFilter>> inDoubt ORV_GUARDED_BY(mutex);
 
     static HandleTable& instance()
     {
@@ -108,7 +110,8 @@ private:
     SubscriberSet& _set;
 };
 
-SubscriberSet::SubscriberSet(OrvMgmtSpiInterfacePortal_1& portal, OnRecord onRecord) : _onRecord(std::move(onRecord))
+SubscriberSet::SubscriberSet(OrvMgmtSpiInterfacePortal_1& portal, const YangModel& model, OnRecord onRecord)
+    : _model(model), _onRecord(std::move(onRecord))
 {
     const ZelMgmtSpiInterface_1 id = {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"};
     void* found = nullptr;
@@ -144,23 +147,24 @@ void SubscriberSet::add(const SubscriptionSpec& spec)
         throw ElementError("cannot subscribe \"" + spec.name + "\": there are " + std::to_string(MAX_SUBSCRIPTIONS) +
                            " subscriptions, which is the limit");
     }
+    std::unique_ptr<SubtreeFilter> subtree = makeSubtree(spec);
     unsigned int handle = 0;
     _service->getSubscriptionHandle(&handle);
-    const auto subscriber = std::make_shared<Subscriber>(Subscriber{this, spec.name, handle, false});
+    const auto subscriber =
+        std::make_shared<Subscriber>(Subscriber{this, spec.name, handle, false, std::move(subtree)});
     _subscribers.emplace(spec.name, subscriber);
     HandleTable& table = HandleTable::instance();
     {
         const Lock lock(table.mutex);
         table.subscribers.emplace(handle, subscriber);
     }
-    FilterArray filters(spec);
-    const OrvReturnT code = _service->subscribe(_handlerId, filters.get(), handle, spec.startTime, spec.stopTime,
-                                                spec.heartbeat != 0, spec.heartbeat);
+    const OrvReturnT code = subscribe(spec, *subscriber);
     if (code != OrvOk)
     {
         const Lock lock(table.mutex);
         table.subscribers.erase(handle);
         _subscribers.erase(spec.name);
+        subscriber->subtree.reset();
         throw ElementError("cannot subscribe \"" + spec.name + "\": " + answerText(code));
     }
 }
@@ -256,7 +260,41 @@ void SubscriberSet::accept(Subscriber& subscriber, const OrvOamSpiNbiNotificatio
     _onRecord(subscriber.name, record);
 }
 
-void SubscriberSet::unsubscribe(const Subscriber& subscriber)
+// Null if the subscription asks for no subtree.
+std::unique_ptr<SubtreeFilter> SubscriberSet::makeSubtree(const SubscriptionSpec& spec) const
+{
+    if (spec.subtrees.empty())
+    {
+        return nullptr;
+    }
+    if (_service->rfcFilterSubscribe == nullptr)
+    {
+        throw ElementError("cannot subscribe \"" + spec.name +
+                           "\": this version of the service has no subtree filters");
+    }
+    try
+    {
+        return std::make_unique<SubtreeFilter>(_model, spec.subtrees);
+    }
+    catch (const SubtreeError& e)
+    {
+        throw SubtreeError("cannot subscribe \"" + spec.name + "\": " + e.what());
+    }
+}
+
+OrvReturnT SubscriberSet::subscribe(const SubscriptionSpec& spec, const Subscriber& subscriber)
+{
+    if (subscriber.subtree != nullptr)
+    {
+        return _service->rfcFilterSubscribe(_handlerId, subscriber.subtree->trees(), subscriber.handle, spec.startTime,
+                                            spec.stopTime, spec.heartbeat != 0, spec.heartbeat);
+    }
+    FilterArray filters(spec);
+    return _service->subscribe(_handlerId, filters.get(), subscriber.handle, spec.startTime, spec.stopTime,
+                               spec.heartbeat != 0, spec.heartbeat);
+}
+
+void SubscriberSet::unsubscribe(Subscriber& subscriber)
 {
     const OrvReturnT code = _service->unsubscribe(subscriber.handle);
     if (code != OrvOk)
@@ -266,6 +304,11 @@ void SubscriberSet::unsubscribe(const Subscriber& subscriber)
     HandleTable& table = HandleTable::instance();
     const Lock lock(table.mutex);
     table.subscribers.erase(subscriber.handle);
+    if (code == OrvFailure && subscriber.subtree != nullptr)
+    {
+        table.inDoubt.push_back(std::move(subscriber.subtree));
+    }
+    subscriber.subtree.reset();
 }
 
 void SubscriberSet::pushMarker()

@@ -11,6 +11,7 @@
 
 #include "OrvOamSpiNbiNotificationService_1.h"
 #include "SubscriptionSpec.h"
+#include "SubtreeFilter.h"
 #include "ThreadSafety.h"
 #include "ZelMgmtSpi.h"
 
@@ -25,8 +26,10 @@ namespace OrvElement
 // Threads:   add, remove, flush and the destructor on one thread; onRecord on pool threads of the service, one call at
 //            a time for one subscription, several at a time for several. onRecord must call nothing of the service but
 //            pushNotification and the three time queries.
-// Ownership: a record is valid during onRecord only. The service must run until this object's end.
-// Failure:   ElementError that says what the service answered.
+// Ownership: a record is valid during onRecord only. The service must run until this object's end, and the model must
+//            live as long. The trees of a subtree filter are made before the service sees them, and freed when it has
+//            removed the subscription, or has refused it.
+// Failure:   ElementError that says what the service answered; SubtreeError for a subtree filter that is none.
 class SubscriberSet
 {
 public:
@@ -39,8 +42,9 @@ public:
 
     typedef std::function<void(const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)> OnRecord;
 
-    // Finds the service through the portal and registers its handler there.
-    SubscriberSet(OrvMgmtSpiInterfacePortal_1& portal, OnRecord onRecord);
+    // Finds the service through the portal and registers its handler there. The model gives subtree filters their
+    // meaning.
+    SubscriberSet(OrvMgmtSpiInterfacePortal_1& portal, const YangModel& model, OnRecord onRecord);
     ~SubscriberSet();  // unsubscribes; what is not delivered yet is dropped
 
     // onRecord can be called before add has returned.
@@ -68,7 +72,8 @@ private:
         SubscriberSet* set;
         std::string name;
         unsigned int handle;
-        bool reached;  // the marker of the running flush; guarded by the set's mutex
+        bool reached;                            // the marker of the running flush; guarded by the set's mutex
+        std::unique_ptr<SubtreeFilter> subtree;  // null for another filter; the adding and removing thread's
     };
     struct HandleTable;
     class CallScope;
@@ -77,11 +82,14 @@ private:
     static std::shared_ptr<Subscriber> find(unsigned int handle);
 
     void accept(Subscriber& subscriber, const OrvOamSpiNbiNotificationValue_1& record);
-    void unsubscribe(const Subscriber& subscriber);
+    std::unique_ptr<SubtreeFilter> makeSubtree(const SubscriptionSpec& spec) const;
+    OrvReturnT subscribe(const SubscriptionSpec& spec, const Subscriber& subscriber);
+    void unsubscribe(Subscriber& subscriber);
     void pushMarker();
     bool waitForSilence(long timeout) ORV_EXCLUDES(_mutex);
     std::string lateNames() const ORV_REQUIRES(_mutex);
 
+    const YangModel& _model;
     OrvOamSpiNbiNotificationService* _service = nullptr;
     unsigned int _handlerId = 0;
     const OnRecord _onRecord;

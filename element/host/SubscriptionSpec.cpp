@@ -114,6 +114,10 @@ void setPart(const std::string& part, int64_t now, SubscriptionSpec& spec)
     {
         addFilter(value, spec);
     }
+    else if (key == "subtree" && !value.empty())
+    {
+        spec.subtrees.push_back(value);
+    }
     else if (key == "start" && spec.startTime == 0)
     {
         spec.startTime = parseTime(value, now);
@@ -146,6 +150,10 @@ SubscriptionSpec SubscriptionSpec::parse(const std::string& text, int64_t now)
         if (spec.name.empty())
         {
             throw ElementError("it has no name");
+        }
+        if (!spec.filters.empty() && !spec.subtrees.empty())
+        {
+            throw ElementError("it has filters of both forms, \"filter\" and \"subtree\"");
         }
         return spec;
     }

@@ -33,13 +33,31 @@ struct Subscription
     long long stopTime;
     bool heartbeatSupported;
     long long heartbeatInterval;
+    OrvOamSpiNbiNotificationSubTree_1** trees = nullptr;  // of a subtree filter
 };
+
+// The classes of the trees' nodes, read from the trees. The address sanitizer finds out a tree that is gone.
+std::string classesOf(OrvOamSpiNbiNotificationSubTree_1** trees)
+{
+    std::string text;
+    for (; trees != nullptr && *trees != nullptr; ++trees)
+    {
+        text += (text.empty() ? "" : " ") + std::string((*trees)->className);
+        const std::string below = classesOf((*trees)->containments);
+        text += below.empty() ? "" : "(" + below + ")";
+    }
+    return text;
+}
 
 // A notification service that does what a test says. Its table's functions carry no context: one at a time.
 class FakeService
 {
 public:
-    FakeService() { _current = this; }
+    FakeService()
+    {
+        _current = this;
+        _table.rfcFilterSubscribe = &FakeService::rfcFilterSubscribe;
+    }
     ~FakeService() { _current = nullptr; }
 
     OrvMgmtSpiInterfacePortal_1 portal = {{"Test", "Portal", "1"}, &FakeService::getInterface};
@@ -52,6 +70,11 @@ public:
 
     std::vector<Subscription> subscriptions;
     std::vector<unsigned int> unsubscribed;
+    OrvReturnT unsubscribeCode = OrvOk;
+    std::vector<std::string> treesAtUnsubscribe;  // read in each call of unsubscribe for a subtree filter
+
+    // Takes the entry for subtree filters out of the table.
+    void forgetSubtreeFilters() { _table.rfcFilterSubscribe = nullptr; }
 
     OrvReturnT deliver(unsigned int handle, OrvOamSpiNbiNotificationValue_1& record)
     {
@@ -85,12 +108,25 @@ private:
                                 long long heartbeatInterval)
     {
         EXPECT_EQ(handlerId, 77u);
-        Subscription subscription = {handle, {}, startTime, stopTime, heartbeatSupported, heartbeatInterval};
+        Subscription subscription = {handle, {}, startTime, stopTime, heartbeatSupported, heartbeatInterval, nullptr};
         for (; *filters != nullptr; ++filters)
         {
             subscription.filters.emplace_back((*filters)->name, (*filters)->value);
         }
         _current->subscriptions.push_back(subscription);
+        if (_current->onSubscribe)
+        {
+            _current->onSubscribe(handle);
+        }
+        return _current->subscribeCode;
+    }
+    static OrvReturnT rfcFilterSubscribe(unsigned int handlerId, OrvOamSpiNbiNotificationSubTree_1** filters,
+                                         unsigned int handle, long long startTime, long long stopTime,
+                                         bool heartbeatSupported, long long heartbeatInterval)
+    {
+        EXPECT_EQ(handlerId, 77u);
+        _current->subscriptions.push_back(
+            {handle, {}, startTime, stopTime, heartbeatSupported, heartbeatInterval, filters});
         if (_current->onSubscribe)
         {
             _current->onSubscribe(handle);
@@ -105,7 +141,14 @@ private:
     static OrvReturnT unsubscribe(unsigned int handle)
     {
         _current->unsubscribed.push_back(handle);
-        return OrvOk;
+        for (const Subscription& subscription : _current->subscriptions)
+        {
+            if (subscription.handle == handle && subscription.trees != nullptr)
+            {
+                _current->treesAtUnsubscribe.push_back(classesOf(subscription.trees));
+            }
+        }
+        return _current->unsubscribeCode;
     }
     static OrvReturnT pushNotification(OrvOamSpiNbiNotificationValue_1& record)
     {
@@ -143,6 +186,27 @@ SubscriptionSpec named(const std::string& name)
     return spec;
 }
 
+SubscriptionSpec subtree(const std::string& name, const std::vector<std::string>& texts)
+{
+    SubscriptionSpec spec = named(name);
+    spec.subtrees = texts;
+    return spec;
+}
+
+// One for all tests: compiling it takes longer than they do.
+const YangModel& model()
+{
+    static const YangModel theModel(
+        []
+        {
+            ModelOptions options;
+            options.yangDirs = {ORV_TEST_DATA "/yang"};
+            options.modules = {"orv-awkward"};
+            return options;
+        }());
+    return theModel;
+}
+
 class SubscriberSetTest : public testing::Test
 {
 protected:
@@ -172,7 +236,7 @@ protected:
 
 TEST_F(SubscriberSetTest, PassesEachRecordWithTheNameOfItsSubscription)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     set.add(named("b"));
     EXPECT_EQ(service.deliver(102, objectCreated), OrvOk);
@@ -182,7 +246,7 @@ TEST_F(SubscriberSetTest, PassesEachRecordWithTheNameOfItsSubscription)
 
 TEST_F(SubscriberSetTest, HandsTheSpecOnUnchanged)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     SubscriptionSpec spec = named("a");
     spec.filters = {{"objectCreated", "x.*"}, {"attributeChanged", ".*"}};
     spec.startTime = 11;
@@ -201,9 +265,111 @@ TEST_F(SubscriberSetTest, HandsTheSpecOnUnchanged)
     EXPECT_FALSE(service.subscriptions[1].heartbeatSupported);
 }
 
+TEST_F(SubscriberSetTest, SubscribesWithTheTreesOfASubtreeFilter)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    SubscriptionSpec spec = subtree("a", {"/box/item[name='x']", "<row xmlns=\"urn:orv:awkward\"><id>1</id></row>"});
+    spec.startTime = 11;
+    spec.stopTime = 22;
+    spec.heartbeat = 33;
+    set.add(spec);
+    ASSERT_EQ(service.subscriptions.size(), 1u);
+    const Subscription& subscription = service.subscriptions[0];
+    EXPECT_EQ(classesOf(subscription.trees), "ManagedElement(box(item)) ManagedElement(row)");
+    EXPECT_EQ(subscription.startTime, 11);
+    EXPECT_EQ(subscription.stopTime, 22);
+    EXPECT_TRUE(subscription.heartbeatSupported);
+    EXPECT_EQ(subscription.heartbeatInterval, 33);
+    service.deliver(101, objectCreated);
+    EXPECT_THAT(received, ElementsAre(Pair("a", objectCreated)));
+}
+
+TEST_F(SubscriberSetTest, KeepsTheTreesUntilTheServiceHasRemovedTheSubscription)
+{
+    {
+        SubscriberSet set(service.portal, model(), recorder());
+        service.onSubscribe = [this](unsigned int)
+        { EXPECT_EQ(classesOf(service.subscriptions.back().trees).compare(0, 14, "ManagedElement"), 0); };
+        set.add(subtree("a", {"/box/item/*"}));
+        set.add(subtree("b", {"/row/*"}));
+        service.onSubscribe = nullptr;
+        set.add(named("c"));
+        set.remove("a");
+        EXPECT_THAT(service.treesAtUnsubscribe, ElementsAre("ManagedElement(box(item))"));
+        EXPECT_EQ(classesOf(service.subscriptions[1].trees), "ManagedElement(row)") << "untouched by the other's end";
+    }
+    EXPECT_THAT(service.unsubscribed, ElementsAre(101, 102, 103));
+    EXPECT_THAT(service.treesAtUnsubscribe, ElementsAre("ManagedElement(box(item))", "ManagedElement(row)"));
+}
+
+TEST_F(SubscriberSetTest, FreesTheTreesThoughACallOfTheHandlerStillHoldsTheSubscriber)
+{
+    std::mutex gate;
+    gate.lock();
+    std::atomic<bool> begun{false};
+    SubscriberSet set(service.portal, model(),
+                      [&](const std::string&, const OrvOamSpiNbiNotificationValue_1&)
+                      {
+                          begun = true;
+                          const std::lock_guard<std::mutex> passed(gate);
+                      });
+    set.add(subtree("a", {"/row/*"}));
+    const std::weak_ptr<SubscriberSet::Subscriber> subscriber = set._subscribers.at("a");
+    std::thread delivery([this] { service.deliver(101, objectCreated); });
+    while (!begun)
+    {
+        std::this_thread::yield();
+    }
+    ASSERT_NE(subscriber.lock()->subtree, nullptr);
+    set.remove("a");
+    EXPECT_EQ(subscriber.lock()->subtree, nullptr);
+    gate.unlock();
+    delivery.join();
+}
+
+TEST_F(SubscriberSetTest, FreesTheTreesOfASubscriptionThatTheServiceRefused)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    service.subscribeCode = OrvNoThread;
+    EXPECT_EQ(refusal(set, subtree("a", {"/row"})), "cannot subscribe \"a\": the service has no thread left");
+    EXPECT_EQ(service.deliver(101, objectCreated), OrvNotFound);
+    service.subscribeCode = OrvOk;
+    EXPECT_EQ(refusal(set, subtree("a", {"/row"})), "accepted");
+}
+
+TEST_F(SubscriberSetTest, KeepsTreesThatTheServiceMayStillUse)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    set.add(subtree("a", {"/row/*"}));
+    service.unsubscribeCode = OrvFailure;
+    set.remove("a");
+    EXPECT_EQ(classesOf(service.subscriptions[0].trees), "ManagedElement(row)");
+    service.unsubscribeCode = OrvOk;
+}
+
+TEST_F(SubscriberSetTest, RefusesAFilterThatTheModelDoesNotKnowBeforeTheServiceSeesIt)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    EXPECT_EQ(refusal(set, subtree("a", {"/box", "/box/none"})),
+              "cannot subscribe \"a\": subtree \"/box/none\": /orv-awkward:box/none: the model has no such class or "
+              "attribute");
+    EXPECT_THROW(set.add(subtree("a", {"/box/none"})), SubtreeError);
+    EXPECT_THAT(service.subscriptions, IsEmpty());
+    EXPECT_EQ(refusal(set, subtree("a", {"/box"})), "accepted");
+}
+
+TEST_F(SubscriberSetTest, SaysThatTheServiceHasNoSubtreeFilters)
+{
+    service.forgetSubtreeFilters();
+    SubscriberSet set(service.portal, model(), recorder());
+    EXPECT_EQ(refusal(set, subtree("a", {"/box"})),
+              "cannot subscribe \"a\": this version of the service has no subtree filters");
+    EXPECT_EQ(refusal(set, named("a")), "accepted");
+}
+
 TEST_F(SubscriberSetTest, TakesARecordThatComesBeforeSubscribeHasReturned)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     service.onSubscribe = [this](unsigned int handle) { EXPECT_EQ(service.deliver(handle, replayGap), OrvOk); };
     set.add(named("a"));
     EXPECT_THAT(received, ElementsAre(Pair("a", replayGap)));
@@ -212,15 +378,15 @@ TEST_F(SubscriberSetTest, TakesARecordThatComesBeforeSubscribeHasReturned)
 TEST_F(SubscriberSetTest, SaysThatNobodyOffersTheService)
 {
     service.lookupCode = OrvNotFound;
-    EXPECT_THROW(SubscriberSet(service.portal, recorder()), ElementError);
+    EXPECT_THROW(SubscriberSet(service.portal, model(), recorder()), ElementError);
     service.lookupCode = OrvOk;
     service.registerCode = OrvNotRunning;
-    EXPECT_THROW(SubscriberSet(service.portal, recorder()), ElementError);
+    EXPECT_THROW(SubscriberSet(service.portal, model(), recorder()), ElementError);
 }
 
 TEST_F(SubscriberSetTest, ForgetsASubscriptionThatTheServiceRefused)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     service.subscribeCode = OrvNotRunning;
     EXPECT_THAT(refusal(set, named("a")), HasSubstr("cannot subscribe \"a\": the service is not running"));
     EXPECT_EQ(service.deliver(101, objectCreated), OrvNotFound);
@@ -231,7 +397,7 @@ TEST_F(SubscriberSetTest, ForgetsASubscriptionThatTheServiceRefused)
 
 TEST_F(SubscriberSetTest, RefusesANameThatIsTaken)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     EXPECT_THAT(refusal(set, named("a")), HasSubstr("\"a\" already"));
     EXPECT_EQ(service.subscriptions.size(), 1u);
@@ -239,7 +405,7 @@ TEST_F(SubscriberSetTest, RefusesANameThatIsTaken)
 
 TEST_F(SubscriberSetTest, RefusesMoreSubscriptionsThanTheServicesPoolCanCarry)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     for (int i = 0; i < 160; ++i)
     {
         set.add(named("n" + std::to_string(i)));
@@ -251,7 +417,7 @@ TEST_F(SubscriberSetTest, RefusesMoreSubscriptionsThanTheServicesPoolCanCarry)
 TEST_F(SubscriberSetTest, UnsubscribesAndTakesNoMoreRecords)
 {
     {
-        SubscriberSet set(service.portal, recorder());
+        SubscriberSet set(service.portal, model(), recorder());
         set.add(named("a"));
         set.add(named("b"));
         set.remove("a");
@@ -266,7 +432,8 @@ TEST_F(SubscriberSetTest, UnsubscribesAndTakesNoMoreRecords)
 
 TEST_F(SubscriberSetTest, AnswersFailureIfTheReceiverThrows)
 {
-    SubscriberSet set(service.portal, [](const std::string&, const OrvOamSpiNbiNotificationValue_1&)
+    SubscriberSet set(service.portal, model(),
+                      [](const std::string&, const OrvOamSpiNbiNotificationValue_1&)
                       { throw std::runtime_error("receiver"); });
     set.add(named("a"));
     EXPECT_EQ(service.deliver(101, objectCreated), OrvFailure);
@@ -274,7 +441,7 @@ TEST_F(SubscriberSetTest, AnswersFailureIfTheReceiverThrows)
 
 TEST_F(SubscriberSetTest, FlushesWithAMarkerThatPassesEverySubscriptionAndIsNotShown)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     set.add(named("b"));
     service.onPush = [this](OrvOamSpiNbiNotificationValue_1& record)
@@ -290,7 +457,7 @@ TEST_F(SubscriberSetTest, FlushesWithAMarkerThatPassesEverySubscriptionAndIsNotS
 
 TEST_F(SubscriberSetTest, FlushesWithoutAMarkerIfThereIsNoSubscription)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     service.onPush = [](OrvOamSpiNbiNotificationValue_1&) { ADD_FAILURE() << "pushed"; };
     set.flush(TIMEOUT);
 }
@@ -300,7 +467,7 @@ TEST_F(SubscriberSetTest, FlushWaitsForASubscriberThatIsStillBusy)
     std::atomic<bool> begun{false};
     std::mutex gate;
     gate.lock();
-    SubscriberSet set(service.portal,
+    SubscriberSet set(service.portal, model(),
                       [&](const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
                       {
                           begun = true;
@@ -334,7 +501,7 @@ TEST_F(SubscriberSetTest, FlushWaitsForASubscriberThatIsStillBusy)
 
 TEST_F(SubscriberSetTest, FlushSendsTheMarkerAgainToASubscriberThatItDidNotReach)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     int pushes = 0;
     service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record)
@@ -350,7 +517,7 @@ TEST_F(SubscriberSetTest, FlushSendsTheMarkerAgainToASubscriberThatItDidNotReach
 
 TEST_F(SubscriberSetTest, FlushNamesTheSubscribersThatItCannotReach)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("reached"));
     set.add(named("late"));
     service.onPush = [this](OrvOamSpiNbiNotificationValue_1& record) { service.deliver(101, record); };
@@ -367,7 +534,7 @@ TEST_F(SubscriberSetTest, FlushNamesTheSubscribersThatItCannotReach)
 
 TEST_F(SubscriberSetTest, FlushFailsIfTheMarkerCannotBePushed)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     service.pushCode = OrvNotRunning;
     EXPECT_THROW(set.flush(TIMEOUT), ElementError);
@@ -375,7 +542,7 @@ TEST_F(SubscriberSetTest, FlushFailsIfTheMarkerCannotBePushed)
 
 TEST_F(SubscriberSetTest, SettlesWithoutPushingAnything)
 {
-    SubscriberSet set(service.portal, recorder());
+    SubscriberSet set(service.portal, model(), recorder());
     set.add(named("a"));
     service.onPush = [](OrvOamSpiNbiNotificationValue_1&) { ADD_FAILURE() << "pushed"; };
     set.settle(TIMEOUT);

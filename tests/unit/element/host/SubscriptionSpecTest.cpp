@@ -72,6 +72,27 @@ TEST(SubscriptionSpec, TakesAnEscapedSemicolonIntoAValue)
     EXPECT_THAT(spec.filters, ElementsAre(Pair("objectCreated", "key=a;b\\.c")));
 }
 
+TEST(SubscriptionSpec, KeepsTheTextsOfSubtreeFilters)
+{
+    const SubscriptionSpec spec = SubscriptionSpec::parse(
+        "name=n;subtree=/a[b='x\\;y=z']/{c,d};start=-60s;subtree=<a>&lt\\;</a>;subtree=@file.xml", NOW);
+    EXPECT_THAT(spec.subtrees, ElementsAre("/a[b='x;y=z']/{c,d}", "<a>&lt;</a>", "@file.xml"));
+    EXPECT_THAT(spec.filters, IsEmpty());
+    EXPECT_EQ(spec.startTime, NOW - 60000000);
+}
+
+TEST(SubscriptionSpec, RefusesAnEmptySubtree)
+{
+    EXPECT_THAT(refusal("name=n;subtree="), HasSubstr("\"subtree=\" is unknown, empty or given twice"));
+}
+
+TEST(SubscriptionSpec, RefusesFiltersOfBothForms)
+{
+    const std::string reason = "it has filters of both forms, \"filter\" and \"subtree\"";
+    EXPECT_THAT(refusal("name=n;subtree=/a;filter=any:.*"), HasSubstr(reason));
+    EXPECT_THAT(refusal("name=n;filter=any:.*;subtree=/a"), HasSubstr(reason));
+}
+
 TEST(SubscriptionSpec, RefusesASpecWithoutAName)
 {
     EXPECT_THAT(refusal("heartbeat=1"), HasSubstr("it has no name"));
