@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "DataTree.h"
+#include "ObjectKey.h"
 #include "SchemaNodes.h"
 
 namespace OrvElement
@@ -153,6 +154,13 @@ std::vector<ZelMoAttributeValue_3> valuesOf(ValueArena& arena, const AttributeNo
     return values;
 }
 
+std::vector<ZelMoAttributeValue_3> containerKeyValue(ValueArena& arena)
+{
+    ZelMoAttributeValue_3 value{};
+    value.str = arena.text(CONTAINER_KEY);
+    return {value};
+}
+
 }  // namespace
 
 std::string structMemberName(const lysc_node* schema)
@@ -175,9 +183,14 @@ ZelMoNamedAttributeValueContainer_3* attributeOf(ValueArena& arena, const ModelA
 
 ZelMoNamedAttributeValueContainer_3* containerKeyOf(ValueArena& arena, const ModelAttribute& attribute)
 {
-    ZelMoAttributeValue_3 value{};
-    value.str = arena.text(CONTAINER_KEY);
-    return arena.attribute(attribute.name, attribute.type, {value});
+    return arena.attribute(attribute.name, attribute.type, containerKeyValue(arena));
+}
+
+ZelMoAttributeValueContainer_3* readValuesOf(ValueArena& arena, const ModelAttribute& attribute,
+                                             const AttributeNodes& nodes)
+{
+    return arena.container(attribute.type,
+                           attribute.schema ? valuesOf(arena, nodes, attribute.type) : containerKeyValue(arena));
 }
 
 std::string valueSignature(const AttributeNodes& nodes)

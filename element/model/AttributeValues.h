@@ -11,9 +11,6 @@ struct lyd_node;
 namespace OrvElement
 {
 
-// Key of a container, of which its parent has one at most.
-constexpr const char* CONTAINER_KEY = "1";
-
 // The data nodes that make one attribute of one object: a leaf, the entries of a leaf-list in their order, or the
 // container of a struct. Without nodes the attribute has no value.
 // Threads:   any; nothing is kept.
@@ -27,6 +24,10 @@ ZelMoNamedAttributeValueContainer_3* attributeOf(ValueArena& arena, const ModelA
 
 // The key that a container is given: it has no node, and its value is always the same.
 ZelMoNamedAttributeValueContainer_3* containerKeyOf(ValueArena& arena, const ModelAttribute& attribute);
+
+// The values without the attribute's name, of either kind of attribute.
+ZelMoAttributeValueContainer_3* readValuesOf(ValueArena& arena, const ModelAttribute& attribute,
+                                             const AttributeNodes& nodes);
 
 // The name of a member of a struct. Two augments can give a struct two members of one name: the second is qualified.
 std::string structMemberName(const lysc_node* schema);

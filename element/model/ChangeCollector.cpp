@@ -4,6 +4,7 @@
 #include <cassert>
 
 #include "DnTranslation.h"
+#include "ObjectKey.h"
 
 namespace OrvElement
 {
@@ -29,26 +30,6 @@ const lyd_node* firstChild(const lyd_node* node)
 bool isObject(const YangModel& model, const lyd_node* node)
 {
     return node->schema && (node->schema->nodetype & (LYS_CONTAINER | LYS_LIST)) && model.classOfSchema(node->schema);
-}
-
-// "class=key" of an object.
-std::string dnComponent(const ModelClass& type, const lyd_node* node)
-{
-    if (type.schema->nodetype == LYS_CONTAINER)
-    {
-        return type.name + "=" + CONTAINER_KEY;
-    }
-    std::vector<const lyd_node*> keys;
-    for (const lyd_node* child = lyd_child(node); child && lysc_is_key(child->schema); child = child->next)
-    {
-        keys.push_back(child);
-    }
-    std::string text = type.name + "=";
-    for (std::size_t i = 0; i < keys.size(); ++i)
-    {
-        text += (i == 0 ? "" : ";") + encodeKey(valueText(keys[i]), keys.size() > 1);
-    }
-    return text;
 }
 
 }  // namespace
@@ -226,7 +207,7 @@ ChangeCollector::Instance ChangeCollector::instanceOf(const lyd_node* before, co
     const lyd_node* const node = after ? after : before;
     assert(node);
     const ModelClass* const type = _model.classOfSchema(node->schema);
-    return {type, parent.dn + "," + dnComponent(*type, node), firstChild(before), firstChild(after),
+    return {type, parent.dn + "," + type->name + "=" + objectKey(node), firstChild(before), firstChild(after),
             parent.parentCreated};
 }
 

@@ -69,7 +69,7 @@ std::unique_ptr<ChangeEvent> ElementData::applyEdit(const std::string& text, Edi
 {
     const DataTree edit = parseEdit(_model.context(), text, format);
     const Orv::OrvThreadLock<Poco::FastMutex> lock(_editMutex);
-    const std::shared_ptr<const DataTree> before = current();
+    const std::shared_ptr<const DataTree> before = snapshot();
     auto after = std::make_shared<DataTree>(before->copy());
     EditApplier(*after).apply(edit);
     DataTree validationChanges(_model.context());
@@ -100,10 +100,10 @@ std::unique_ptr<ChangeEvent> ElementData::applyEditFile(const std::string& path)
 
 std::string ElementData::print(EditFormat format) const
 {
-    return current()->print(format);
+    return snapshot()->print(format);
 }
 
-std::shared_ptr<const DataTree> ElementData::current() const
+std::shared_ptr<const DataTree> ElementData::snapshot() const
 {
     const Orv::OrvThreadLock<Poco::FastMutex> lock(_currentMutex);
     return _current;

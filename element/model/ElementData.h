@@ -52,6 +52,9 @@ public:
     // The same with the content of a file, the format found as for startup data. An error names the file.
     std::unique_ptr<ChangeEvent> applyEditFile(const std::string& path);
 
+    // The data as they are now, defaults included. Edits never change what was handed out.
+    std::shared_ptr<const DataTree> snapshot() const ORV_EXCLUDES(_currentMutex);
+
     // All configured data, without the defaults in use.
     std::string print(EditFormat format) const;
 
@@ -59,7 +62,6 @@ public:
     ElementData& operator=(const ElementData&) = delete;
 
 private:
-    std::shared_ptr<const DataTree> current() const ORV_EXCLUDES(_currentMutex);
     void publish(std::shared_ptr<const DataTree> tree) ORV_EXCLUDES(_currentMutex);
 
     const YangModel& _model;

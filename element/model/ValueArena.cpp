@@ -28,12 +28,18 @@ ZelMoNamedAttributeValueContainer_3* ValueArena::attribute(const std::string& na
     return &_attributes.back();
 }
 
+ZelMoAttributeValueContainer_3* ValueArena::container(ZelOamSpiMoAttributeType_3 type,
+                                                      const std::vector<ZelMoAttributeValue_3>& containedValues)
+{
+    _containers.push_back({type, static_cast<uint32_t>(containedValues.size()), values(containedValues)});
+    return &_containers.back();
+}
+
 ZelMoStructMember_3* ValueArena::structMember(const std::string& name, ZelOamSpiMoAttributeType_3 type,
                                               const std::vector<ZelMoAttributeValue_3>& memberValues,
                                               ZelMoStructMember_3* next)
 {
-    _memberValues.push_back({type, static_cast<uint32_t>(memberValues.size()), values(memberValues)});
-    _members.push_back({text(name), &_memberValues.back(), next});
+    _members.push_back({text(name), container(type, memberValues), next});
     return &_members.back();
 }
 

@@ -23,6 +23,8 @@ public:
     // The values pointer is null for an empty list.
     ZelMoNamedAttributeValueContainer_3* attribute(const std::string& name, ZelOamSpiMoAttributeType_3 type,
                                                    const std::vector<ZelMoAttributeValue_3>& values);
+    ZelMoAttributeValueContainer_3* container(ZelOamSpiMoAttributeType_3 type,
+                                              const std::vector<ZelMoAttributeValue_3>& values);
     ZelMoStructMember_3* structMember(const std::string& name, ZelOamSpiMoAttributeType_3 type,
                                       const std::vector<ZelMoAttributeValue_3>& values, ZelMoStructMember_3* next);
 
@@ -35,7 +37,7 @@ private:
     std::deque<std::string> _texts;
     std::deque<std::vector<ZelMoAttributeValue_3>> _values;
     std::deque<ZelMoNamedAttributeValueContainer_3> _attributes;
-    std::deque<ZelMoAttributeValueContainer_3> _memberValues;
+    std::deque<ZelMoAttributeValueContainer_3> _containers;
     std::deque<ZelMoStructMember_3> _members;
 };
 

@@ -2,7 +2,6 @@
 
 #include <libyang/libyang.h>
 
-#include <algorithm>
 #include <atomic>
 
 #include "DnTranslation.h"
@@ -53,35 +52,20 @@ YangModel::~YangModel() = default;
 
 const ModelClass* YangModel::classOfDn(const std::string& dn) const
 {
-    const ModelClass* found = nullptr;
-    for (std::size_t begin = 0; begin <= dn.size();)
+    const std::vector<DnComponent> components = splitDn(dn);
+    if (components.empty() || !isRootComponent(components.front(), _elementName))
     {
-        const std::size_t end = std::min(dn.find(',', begin), dn.size());
-        const std::size_t equals = dn.find('=', begin);
-        if (equals >= end)
+        return nullptr;
+    }
+    const ModelClass* found = &rootClass();
+    for (auto component = components.begin() + 1; component != components.end(); ++component)
+    {
+        const auto child = found->children.find(component->className);
+        if (child == found->children.end())
         {
             return nullptr;
         }
-        const std::string name = dn.substr(begin, equals - begin);
-        if (!found)
-        {
-            const std::string key = dn.substr(equals + 1, end - equals - 1);
-            if (name != ROOT_CLASS || (key != ROOT_KEY && key != _elementName))
-            {
-                return nullptr;
-            }
-            found = &rootClass();
-        }
-        else
-        {
-            const auto child = found->children.find(name);
-            if (child == found->children.end())
-            {
-                return nullptr;
-            }
-            found = child->second;
-        }
-        begin = end + 1;
+        found = child->second;
     }
     return found;
 }

@@ -171,6 +171,11 @@ std::vector<std::string> operations(const OrvElement::ChangeEvent& event)
     return lines;
 }
 
+std::string text(const ZelMoAttributeValueContainer_3& container)
+{
+    return std::to_string(container.type) + ": " + valuesText(container.type, container.noOfValues, container.values);
+}
+
 TemporaryFile::TemporaryFile(const std::string& ending, const std::string& content)
 {
     std::string path = (std::filesystem::temp_directory_path() / "orv-model-test-XXXXXX").string() + ending;

@@ -32,6 +32,9 @@ std::string attributeText(ZelOamSpiMoAttributeType_3 type, uint32_t count, const
 // One line for each operation, read from the plain record: "created DN {name=value|value, ...}".
 std::vector<std::string> operations(const OrvElement::ChangeEvent& event);
 
+// The values as a read gives them, behind the type code: "7: 1|2"; "7: none" without any.
+std::string text(const ZelMoAttributeValueContainer_3& container);
+
 // The text of the ElementError that the call throws; empty if it throws none.
 template <typename Call>
 std::string errorOf(Call call)
