@@ -313,12 +313,27 @@ void SubscriberSet::unsubscribe(Subscriber& subscriber)
 
 void SubscriberSet::pushMarker()
 {
+    for (const auto& entry : _subscribers)
+    {
+        if (entry.second->subtree != nullptr)
+        {
+            // A subtree filter that has judged a deletion last would give the marker the DNs that it derived from that.
+            // It forgets them over a change, and takes none of an object that has not the root class.
+            push(attributeChanged);
+            break;
+        }
+    }
+    push(notificationComplete);
+}
+
+void SubscriberSet::push(int32_t type)
+{
     std::string dn = MARKER_DN;
     OrvOamSpiNbiNotificationValue_1 marker = {};
     // Later than everything, so that no clock change makes the service refuse it.
     marker.eventTime = std::numeric_limits<int64_t>::max();
     marker.dn = &dn[0];
-    marker.notificationType = notificationComplete;
+    marker.notificationType = type;
     const OrvReturnT code = _service->pushNotification(marker);
     if (code != OrvOk)
     {

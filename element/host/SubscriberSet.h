@@ -86,6 +86,7 @@ private:
     OrvReturnT subscribe(const SubscriptionSpec& spec, const Subscriber& subscriber);
     void unsubscribe(Subscriber& subscriber);
     void pushMarker();
+    void push(int32_t type);
     bool waitForSilence(long timeout) ORV_EXCLUDES(_mutex);
     std::string lateNames() const ORV_REQUIRES(_mutex);
 

@@ -532,6 +532,26 @@ TEST_F(SubscriberSetTest, FlushNamesTheSubscribersThatItCannotReach)
     }
 }
 
+TEST_F(SubscriberSetTest, FlushLetsASubtreeFilterForgetADeletionBeforeTheMarker)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    set.add(named("a"));
+    set.add(subtree("b", {"/box"}));
+    std::vector<int32_t> pushed;
+    service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        pushed.push_back(record.notificationType);
+        service.deliver(101, record);
+        if (record.notificationType == notificationComplete)
+        {
+            service.deliver(102, record);
+        }
+    };
+    set.flush(TIMEOUT);
+    EXPECT_THAT(pushed, ElementsAre(attributeChanged, notificationComplete));
+    EXPECT_THAT(received, IsEmpty()) << "neither is shown";
+}
+
 TEST_F(SubscriberSetTest, FlushFailsIfTheMarkerCannotBePushed)
 {
     SubscriberSet set(service.portal, model(), recorder());
