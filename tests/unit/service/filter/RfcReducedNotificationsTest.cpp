@@ -92,6 +92,24 @@ TEST_F(RfcReducedNotificationsTest, TheCopyIsDeepAndHasTheNotificationsFields)
     EXPECT_STREQ(reduced->attributes[0]->values->str, "seven");
 }
 
+// As in a replay: nobody asks for what the first match has selected.
+TEST_F(RfcReducedNotificationsTest, AMatchSelectsFromItsOwnNotificationAlone)
+{
+    OrvNbiNotificationService::RfcSubscriptionFilter& filter = filterOf({node("A").select({"x", "y"})});
+    const Notification first = makeNotification(TIME, "A=1", attributeChanged, {int32Attribute("x", 1)});
+    const Notification second =
+        makeNotification(TIME, "A=1", attributeChanged, {int32Attribute("y", 2), int32Attribute("x", 3)});
+    ASSERT_TRUE(filter.match(*first));
+    ASSERT_TRUE(filter.match(*second));
+    EXPECT_THAT(filter.selectedAttributes, ElementsAre(second->attributes[1], second->attributes[0]));
+    const OwnedNotification reduced = zeroed();
+
+    EXPECT_TRUE(filter.getAttrSelectNotification(*second, reduced.get()));
+
+    EXPECT_THAT(names(*reduced), ElementsAre("x", "y"));
+    EXPECT_EQ(reduced->attributes[0]->values->i32, 3);
+}
+
 TEST_F(RfcReducedNotificationsTest, ASelectionAnswersOnce)
 {
     OrvNbiNotificationService::RfcSubscriptionFilter& filter = filterOf({node("A").select({"x"})});
