@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "ComponentTest.h"
+#include "SubtreeBuilder.h"
 
 namespace OrvTest
 {
@@ -128,6 +129,17 @@ TEST_F(ServiceDeathTest, SubscribeAbortsOnAnExceptionThatIsNotItsOwn)
     OrvNameValuePair* filters[] = {&pair, nullptr};
     EXPECT_EXIT(table().subscribe(registerHandler(), filters, newHandle(), 0, 0, false, 0),
                 testing::KilledBySignal(SIGABRT), "log 3 .*unknown throw.*log 3 .*Caught unhandled exception");
+}
+
+TEST_F(ServiceDeathTest, RfcFilterSubscribeAbortsOnAnExceptionThatIsNotItsOwn)
+{
+    startService();
+    Trees trees({node("A")});
+    framework.log().whenLine(LogLine::trace, "Adding RFC Subscription", [] { throw 42; });
+    framework.setLevel(8);
+    EXPECT_EXIT(table().rfcFilterSubscribe(1, trees.get(), 1, 0, 0, false, 0), testing::KilledBySignal(SIGABRT),
+                "log 3 rfcFilterSubscribe: \"Caught unhandled exception\"");
+    framework.log().whenLine(LogLine::trace, "", nullptr);
 }
 
 TEST_F(ServiceDeathTest, APoolWithoutAThreadForTheStopTimerEndsTheProcessInSubscribe)
