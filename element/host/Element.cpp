@@ -10,7 +10,6 @@
 #include "MeIdTranslator.h"
 #include "OrvCommon.h"
 #include "Portal.h"
-#include "UnservedInterfaces.h"
 
 namespace OrvElement
 {
@@ -54,7 +53,12 @@ Element::CommonLibrary::~CommonLibrary()
 }
 
 Element::Element(const ElementOptions& options)
-    : _log(options.logLevel), _model(options.model), _data(_model), _repository(_model), _component(_registry)
+    : _log(options.logLevel),
+      _model(options.model),
+      _data(_model),
+      _repository(_model),
+      _managedObjects(_model, _data),
+      _component(_registry)
 {
     if (!options.startupPath.empty())
     {
@@ -64,8 +68,10 @@ Element::Element(const ElementOptions& options)
     _registry.offer(LogService::trace().id);
     _registry.offer(EventRouter::table().id);
     _registry.offer(ModelRepository::table()->id);
-    _registry.offer(UnservedInterfaces::managedObject().id);
-    _registry.offer(UnservedInterfaces::modelRepository().id);
+    _registry.offer(ModelRepository::tableOfVersion3()->id);
+    _registry.offer(ManagedObjectAccess::transactionMaster().id);
+    _registry.offer(ManagedObjectAccess::managedObject().id);
+    _registry.offer(ManagedObjectAccess::managedObjectForComponents().id);
 
     _common = std::make_unique<CommonLibrary>(options.model.elementName);
     // Components that use the support library declare it as a dependency; its interface is the portal's.
@@ -96,6 +102,8 @@ size_t Element::applyEditFile(const std::string& path)
     {
         _router.publish(std::move(event));
     }
+    // Transactions that were forgotten would keep the data of before this edit.
+    _managedObjects.reclaim();
     return operations;
 }
 

@@ -10,6 +10,7 @@
 #include "ElementData.h"
 #include "EventRouter.h"
 #include "LogService.h"
+#include "ManagedObjectAccess.h"
 #include "ModelRepository.h"
 #include "YangModel.h"
 
@@ -46,6 +47,9 @@ public:
 
     const YangModel& model() const { return _model; }
 
+    // The transactions that components have opened to read the data.
+    TransactionCounters transactionCounters() const { return _managedObjects.counters(); }
+
     // Returns when the component has been given every event published before.
     void drainEvents() { _router.drain(); }
 
@@ -72,6 +76,7 @@ private:
     YangModel _model;
     ElementData _data;
     ModelRepository _repository;
+    ManagedObjectAccess _managedObjects;
     ComponentRegistry _registry;
     EventRouter _router;
     std::unique_ptr<CommonLibrary> _common;
