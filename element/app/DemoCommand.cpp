@@ -29,6 +29,20 @@ const char* const CHANGED_DESCRIPTION =
     "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 description=\"uplink\"";
 const char* const DISABLED = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 enabled=false";
 const char* const ENABLED = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 enabled=true";
+const char* const CHANGED_TO_CORE =
+    "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 description=\"core\"";
+const char* const CHANGED_TO_EDGE =
+    "attributeChanged ManagedElement=demo,interfaces=1,interface=eth0 description=\"edge\"";
+const char* const DISABLED_ETH2 = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth2 enabled=false";
+const char* const ENABLED_ETH2 = "attributeChanged ManagedElement=demo,interfaces=1,interface=eth2 enabled=true";
+const char* const DELETED_ETH2 = "objectDeleted ManagedElement=demo,interfaces=1,interface=eth2";
+const char* const DELETED_IPV4 = "objectDeleted ManagedElement=demo,interfaces=1,interface=eth2,ipv4=1";
+const char* const DELETED_ADDRESS =
+    "objectDeleted ManagedElement=demo,interfaces=1,interface=eth2,ipv4=1,address=198.51.100.7";
+const char* const DELETED_ADDRESSES_OF_IPV4 =
+    "objectDeleted ManagedElement=demo,interfaces=1,interface=eth2,ipv4=1,address=*";
+const char* const DELETED_ADDRESSES_OF_ETH2 =
+    "objectDeleted ManagedElement=demo,interfaces=1,interface=eth2,ipv4=*,address=*";
 const char* const DELETED_INTERFACE = "objectDeleted ManagedElement=demo,interfaces=1,interface=eth1";
 
 ElementOptions demoOptions(ElementOptions options)
@@ -61,6 +75,7 @@ int DemoCommand::execute()
     showLiveAndFiltered();
     showReplay();
     showStopTimeAndHeartbeat();
+    showSubtrees();
     showClockChange();
     finish();
     if (_checker.failures() != 0)
@@ -126,6 +141,58 @@ void DemoCommand::showStopTimeAndHeartbeat()
     _checker.expect({{"live", {ENABLED}}, {"replaying", {ENABLED}}, {"latecomer", {ENABLED}}});
 }
 
+// The service offers a record to the subscriptions in the order in which they were made, and filters judge it by the
+// data of that moment. The subscriber "interfaces" comes last and takes every record, so when it has a step's last one,
+// all filters have judged that step and the next edit can come.
+void DemoCommand::showSubtrees()
+{
+    say("Three subscribers describe their part of the data by subtrees: what happens at enabled interfaces, two parts "
+        "of\nan interface in the XML of NETCONF, and the whole class of interfaces.");
+    subscribe("name=up;subtree=/interfaces/interface[enabled='true']");
+    subscribe(
+        "name=parts;subtree=<interfaces xmlns=\"urn:ietf:params:xml:ns:yang:ietf-interfaces\"><interface><enabled/>"
+        "<ipv4 xmlns=\"urn:ietf:params:xml:ns:yang:ietf-ip\"><address/></ipv4></interface></interfaces>");
+    subscribe("name=interfaces;subtree=/interfaces");
+
+    say("An edit describes eth0, which is enabled, and disables eth2. A condition is held against the present data.");
+    apply("5-disable.xml");
+    _checker.expect({{"interfaces", {CHANGED_TO_CORE, DISABLED_ETH2}},
+                     {"up", {CHANGED_TO_CORE}},
+                     {"parts", {DISABLED_ETH2}},
+                     {"live", {CHANGED_TO_CORE, DISABLED_ETH2}},
+                     {"replaying", {CHANGED_TO_CORE, DISABLED_ETH2}},
+                     {"latecomer", {CHANGED_TO_CORE, DISABLED_ETH2}}});
+
+    say("An edit enables eth2 again.");
+    apply("6-enable.xml");
+    _checker.expect({{"interfaces", {ENABLED_ETH2}},
+                     {"up", {ENABLED_ETH2}},
+                     {"parts", {ENABLED_ETH2}},
+                     {"live", {ENABLED_ETH2}},
+                     {"replaying", {ENABLED_ETH2}},
+                     {"latecomer", {ENABLED_ETH2}}});
+
+    say("An edit deletes eth2, and the element tells of each object that goes. Of an object at which a subtree "
+        "branches\n"
+        "the subscriber is told what goes with it, each leaf of the subtree with \"*\" for any key. The objects below "
+        "eth2\n"
+        "do not pass a condition on eth2, which has no value any more.");
+    apply("7-delete.json");
+    _checker.expect({{"interfaces", {DELETED_ADDRESS, DELETED_IPV4, DELETED_ETH2}},
+                     {"up", {DELETED_ETH2}},
+                     {"parts", {DELETED_ADDRESS, DELETED_ADDRESSES_OF_IPV4, DELETED_ETH2, DELETED_ADDRESSES_OF_ETH2}},
+                     {"live", {DELETED_ADDRESS, DELETED_IPV4, DELETED_ETH2}},
+                     {"replaying", {DELETED_ADDRESS, DELETED_IPV4, DELETED_ETH2}}});
+
+    say("Another change of eth0.");
+    apply("8-change.xml");
+    _checker.expect({{"interfaces", {CHANGED_TO_EDGE}},
+                     {"up", {CHANGED_TO_EDGE}},
+                     {"live", {CHANGED_TO_EDGE}},
+                     {"replaying", {CHANGED_TO_EDGE}},
+                     {"latecomer", {CHANGED_TO_EDGE}}});
+}
+
 void DemoCommand::showClockChange()
 {
     say("The system clock is set: what was kept for replay is discarded, and everybody whose time is not over is "
@@ -134,7 +201,10 @@ void DemoCommand::showClockChange()
     _checker.expect({{"live", {"discardedOld"}},
                      {"filtered", {"discardedOld"}},
                      {"replaying", {"discardedOld"}},
-                     {"latecomer", {"discardedOld"}}});
+                     {"latecomer", {"discardedOld"}},
+                     {"up", {"discardedOld"}},
+                     {"parts", {"discardedOld"}},
+                     {"interfaces", {"discardedOld"}}});
 }
 
 // Waits for everything that may still be on its way, so that a record too many is seen as well.

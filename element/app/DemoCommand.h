@@ -31,6 +31,7 @@ private:
     void showLiveAndFiltered();
     void showReplay();
     void showStopTimeAndHeartbeat();
+    void showSubtrees();
     void showClockChange();
     void finish();
 

@@ -23,10 +23,14 @@ TEST(DemoCommand, ShowsEveryKindOfRecordAndFindsItselfRight)
          {"  live       objectCreated ", "  live       objectDeleted ", "  live       attributeChanged ",
           "  filtered   objectCreated ", "  filtered   attributeChanged ", "  replaying  replayComplete",
           "  latecomer  replayGap", "  stopping   objectDeleted ", "  stopping   notificationComplete",
-          "  stopping   heartbeatNotification", "  live       discardedOld"})
+          "  stopping   heartbeatNotification", "  live       discardedOld", "  up         attributeChanged ",
+          "  up         objectDeleted ", "  interfaces attributeChanged ", "  interfaces discardedOld"})
     {
         EXPECT_THAT(outcome.lines, Contains(StartsWith(record)));
     }
+    EXPECT_THAT(outcome.lines,
+                Contains("  parts      objectDeleted ManagedElement=demo,interfaces=1,interface=eth2,ipv4=*,address=*"))
+        << "derived from the deletion of the interface";
     EXPECT_THAT(outcome.lines, Not(Contains(HasSubstr("WRONG"))));
     EXPECT_EQ(outcome.lines.back(), "Every subscriber received exactly what it should.");
 }

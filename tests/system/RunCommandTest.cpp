@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "ElementProcess.h"
 
@@ -52,6 +53,33 @@ std::vector<std::string> interfaceNames(int number)
         names.push_back("if" + std::to_string(1000 + i));
     }
     return names;
+}
+
+// An edit that switches an interface on or off.
+std::string enable(const std::string& name, const std::string& enabled)
+{
+    return R"(<interfaces xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces"><interface><name>)" + name +
+           "</name><enabled>" + enabled + "</enabled></interface></interfaces>";
+}
+
+// "type DN" of the lines of one subscription.
+std::vector<std::string> changesOf(const std::string& subscription, const std::vector<std::string>& lines)
+{
+    std::vector<std::string> changes;
+    for (const std::string& line : lines)
+    {
+        std::istringstream words(line);
+        std::string name;
+        std::string type;
+        std::string time;
+        std::string dn;
+        words >> name >> type >> time >> dn;
+        if (name == subscription)
+        {
+            changes.push_back(type + " " + dn);
+        }
+    }
+    return changes;
 }
 
 size_t lineBreaks(const std::string& text)
@@ -136,6 +164,85 @@ TEST_F(RunCommand, TellsEachSubscriptionWhatItsFilterWants)
     std::vector<std::string> found = subscriptionsAndTypes(outcome.lines);
     std::sort(found.begin(), found.end());  // subscriptions are independent of one another
     EXPECT_THAT(found, ElementsAre("created objectCreated", "enabled attributeChanged", "eth1 objectDeleted"));
+}
+
+TEST_F(RunCommand, TakesASubtreeFilterAsAPathAsXmlAndFromAFile)
+{
+    const std::string xml =
+        "<filter type=\"subtree\"><interfaces xmlns=\"urn:ietf:params:xml:ns:yang:ietf-interfaces\">"
+        "<interface><name>eth2</name><ipv4 xmlns=\"urn:ietf:params:xml:ns:yang:ietf-ip\"><address/></ipv4>"
+        "</interface></interfaces></filter>";
+    const Outcome outcome =
+        runElement(runArguments({"--edit", demoFile("1-create.xml"), demoFile("3-delete.json"), "--subscribe",
+                                 "name=path;subtree=/interfaces/interface[name='eth2']/ipv4/address",
+                                 "name=xml;subtree=" + xml, "name=file;subtree=@" + directory.write("filter.xml", xml),
+                                 "name=two;subtree=/interfaces/interface[name='eth1'];subtree=/system"}));
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.errors, "");
+    const std::string created =
+        "objectCreated ManagedElement=1,interfaces=1,interface=eth2,ipv4=1,address=198.51.100.7";
+    EXPECT_THAT(changesOf("path", outcome.lines), ElementsAre(created));
+    EXPECT_THAT(changesOf("xml", outcome.lines), ElementsAre(created));
+    EXPECT_THAT(changesOf("file", outcome.lines), ElementsAre(created));
+    EXPECT_THAT(changesOf("two", outcome.lines),
+                ElementsAre("objectDeleted ManagedElement=1,interfaces=1,interface=eth1"));
+}
+
+TEST_F(RunCommand, HoldsAConditionOfASubtreeFilterAgainstThePresentData)
+{
+    // The later subscription is told of a change after the earlier one's filter has judged it.
+    ElementProcess process(
+        runArguments({"--subscribe", "name=up;subtree=/interfaces/interface[enabled='true']", "name=all"}));
+    for (const auto& [name, enabled] :
+         {std::pair<const char*, const char*>("eth1", "true"), {"eth0", "false"}, {"eth1", "false"}, {"eth0", "true"}})
+    {
+        const std::string edit = std::string(name) + "-" + enabled;
+        process.writeLine(directory.write(edit + ".xml", enable(name, enabled)));
+        EXPECT_THAT(process.readUntil("all attributeChanged"), HasSubstr(name));
+    }
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_EQ(process.errors(), "");
+    EXPECT_THAT(changesOf("up", process.lines()),
+                ElementsAre("attributeChanged ManagedElement=1,interfaces=1,interface=eth1",
+                            "attributeChanged ManagedElement=1,interfaces=1,interface=eth0"));
+}
+
+TEST_F(RunCommand, DerivesARecordForEachLeafOfADeletedSubtreeAndStillEnds)
+{
+    const std::string removal = directory.write("delete.json", R"({"ietf-interfaces:interfaces": {"interface": [
+        {"@": {"ietf-netconf:operation": "delete"}, "name": "eth0"}]}})");
+    const Outcome outcome = runElement(runArguments(
+        {"--edit", removal, "--subscribe", "name=parts;subtree=/interfaces/interface[name='eth0']/{enabled,ipv4}",
+         "name=whole;subtree=/interfaces/interface"}));
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.errors, "");
+    const std::string deleted = "objectDeleted ManagedElement=1,interfaces=1,interface=eth0";
+    EXPECT_THAT(changesOf("parts", outcome.lines),
+                ElementsAre(deleted + ",ipv4=1,address=192.0.2.1", deleted + ",ipv4=1", deleted, deleted + ",ipv4=*"));
+    EXPECT_THAT(changesOf("whole", outcome.lines),
+                ElementsAre(deleted + ",ipv4=1,address=192.0.2.1", deleted + ",ipv4=1", deleted));
+}
+
+TEST_F(RunCommand, TakesAndEndsSubtreeFiltersWhileItRuns)
+{
+    ElementProcess process(runArguments());
+    process.writeLine("subscribe name=a;subtree=/interfaces/interface[name='eth0']/description");
+    process.writeLine(
+        "subscribe name=b;subtree=<interfaces "
+        "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-interfaces\"><face/></interfaces>");
+    process.writeLine(directory.write("1.xml", describeEth0("one")));
+    EXPECT_THAT(process.readLine(), HasSubstr("description=\"one\""));
+    process.writeLine("unsubscribe a");
+    process.writeLine(directory.write("2.xml", describeEth0("two")));
+    process.writeLine("subscribe name=a;subtree=/system");
+    process.writeLine(demoFile("2-change.xml"));
+    EXPECT_THAT(process.readLine(), HasSubstr("hostname=\"demo-renamed\""));
+    EXPECT_EQ(process.finish(), 1) << "one line was refused";
+    EXPECT_EQ(process.errors(),
+              "orv-element: cannot subscribe \"b\": subtree \"<interfaces "
+              "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-interfaces\"><face/></interfaces>\": "
+              "/ietf-interfaces:interfaces/face: the model has no such class or attribute\n");
+    EXPECT_EQ(process.lines().size(), 2u);
 }
 
 TEST_F(RunCommand, PublishesNothingForAnEditWithoutEffect)
