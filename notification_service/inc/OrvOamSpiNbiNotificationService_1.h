@@ -9,7 +9,9 @@
 #include "ZelOamSpiMoAttributeValue_3.h"
 #include "ZelTypes.h"
 
-// Kinds of notification. 1 to 3 are changes of objects, 4 to 9 are control records, which carry no dn.
+// Kinds of notification. 1 to 3 are changes of objects, 4 to 9 are control records. These carry no dn, with one
+// exception: after a delete that a subtree filter has told by DNs of its own, and before the next change, they come once
+// for each of these DNs.
 enum OrvOamSpiNbiNotificationType_1 : int32_t
 {
     objectCreated = 1,
@@ -27,7 +29,7 @@ enum OrvOamSpiNbiNotificationType_1 : int32_t
 struct OrvOamSpiNbiNotificationValue_1
 {
     int64_t eventTime;         // microseconds since the Unix epoch
-    char* dn;                  // external form; null in a control record
+    char* dn;                  // external form; null in a control record, see above
     uint32_t txHandle;         // transaction that caused the change; no meaning in a control record
     uint32_t sequenceNumber;   // no meaning in a control record
     int32_t notificationType;  // a value of OrvOamSpiNbiNotificationType_1

@@ -5,27 +5,32 @@
 // DN's first component, a child for the next one, and so on.
 //
 //   A node matches a component if the class is its className (what stands before the first "." or "=") and, with a
-//   keyAttribute, the key (what stands between the first and the second "=") is that attribute's first value. Then, if
-//   the object of this component is not the very object that was deleted, its attributeMatch and structureContainments
-//   must all hold in the live data at the moment of matching; a condition that cannot be read does not hold.
+//   keyAttribute, the key (what stands between the first and the second "=") is that attribute's first value.
+//   Where this is the last component of a deleted object, that is all: the object passes. Otherwise the node's
+//   attributeMatch and structureContainments must all hold in the live data of the component's object, at the moment of
+//   matching; a condition that cannot be read does not hold.
 //   A node without attributeSelection, classSelection and containments then passes its object and all below it.
 //   In any other node one of these must succeed, tried in this order:
 //     attributeSelection   the DN ends here and the notification carries one of the attributes
 //     classSelection       the DN's next component has one of the classes
 //     containments         a child matches the DN's next component
 //
-// Of a deleted object a filter tells what was selected below it: one objectDeleted notification for each node and
-// selected class at the end of the tree, without attributes, where the key that a node leaves open is "*". Keys add up
-// along the children and selected classes of one node: two of them without a key are recorded as "*" and "**".
+// Of a deleted object a filter tells what was selected below it: one objectDeleted notification for each end of the
+// tree (a node without children or selected classes, a selected class) and for each other node with an
+// attributeSelection, without attributes, where the key that a node leaves open is "*". Keys add up along the children
+// and selected classes of one node: two of them without a key are recorded as "*" and "**". A class that the model does
+// not know ends its level. Where nothing is left to tell, or the object stood below the end of the tree, the
+// notification comes as it is.
+//
 // An attributeSelection in the top node of a tree reduces a notification to the selected attributes; further down it
 // decides what passes, and the notification stays whole. A replay brings plain notifications in either case.
 //
 // What the service requires, and does not test:
 //   - Nothing is copied. Trees, arrays, strings and values stay where they are, unchanged, until unsubscribe or
 //     unregisterHandler has returned, or a refused subscription has been reported.
-//   - A tree is finite: no node stands below itself. Nodes are walked by recursion, on the service's threads of the
-//     system's default stack size: stay below a thousand levels. A tree that refers to itself ends the process when an
-//     object above the loop is deleted.
+//   - A tree is finite: no node stands below itself. Nodes are walked by recursion, on the service's thread and, for a
+//     replay, on the thread that subscribes, both taken to have the system's default stack size: stay below a thousand
+//     levels. A tree that refers to itself ends the process when an object in the loop or above it is deleted.
 //   - Pointers are valid or null. A node whose className is null matches nothing.
 //   - The pointers named "first value" below lead to a value of the type code that stands beside it.
 //   - A structureContainment names an attribute whose values are structs (type code 13): the value is followed as one.

@@ -19,7 +19,9 @@ namespace OrvNbiNotificationService
 // Threads:   no lock of its own; see "What a filter keeps" in docs/threads-and-locks.md for the calls that can meet.
 // Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes point into
 //            the notification that was matched.
-// Failure:   a node whose attribute cannot be read does not match. Only std::bad_alloc leaves a call.
+// Failure:   a node whose attribute cannot be read does not match. std::bad_alloc leaves a call, and from
+//            getAttrSelectNotification an Orv::OrvException for an attribute that cannot be copied; the record then
+//            holds what was copied before and can be freed.
 class RfcSubscriptionFilter : public SubscriptionFilter
 {
 public:
