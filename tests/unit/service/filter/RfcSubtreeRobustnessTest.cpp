@@ -78,6 +78,23 @@ TEST_F(RfcSubtreeRobustnessTest, ATreeOfFiveHundredLevelsIsWalkedToItsEnd)
     EXPECT_THAT(deleteDns(), ElementsAre(dn));
 }
 
+TEST_F(RfcSubtreeRobustnessTest, ADeletedTreeOfNineHundredLevelsIsDerivedToItsEnd)
+{
+    const unsigned int levels = 900;
+    Node tree = node("L").key("k");
+    std::string dn = "L=k";
+    for (unsigned int i = 1; i < levels; ++i)
+    {
+        tree = node("L").key("k").child(tree);
+        dn += ",L=k";
+    }
+    filterOf({tree});
+
+    EXPECT_TRUE(removed("L=k"));
+
+    EXPECT_THAT(deleteDns(), ElementsAre(dn));
+}
+
 TEST_F(RfcSubtreeRobustnessTest, ANodeWithTenThousandChildrenFindsItsLast)
 {
     const unsigned int children = 10000;
