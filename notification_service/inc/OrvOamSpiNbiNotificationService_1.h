@@ -10,8 +10,8 @@
 #include "ZelTypes.h"
 
 // Kinds of notification. 1 to 3 are changes of objects, 4 to 9 are control records. These carry no dn, with one
-// exception: after a delete that a subtree filter has told by DNs of its own, and before the next change, they come once
-// for each of these DNs.
+// exception: after a delete that a subtree filter has told by DNs of its own, and before the next change, they come
+// once for each of these DNs.
 enum OrvOamSpiNbiNotificationType_1 : int32_t
 {
     objectCreated = 1,
