@@ -22,9 +22,8 @@ class YangModel;
 //                      mode, a time-out of 0 or a null pointer, OrvFailure while too many transactions are open.
 //   closeTransaction   OrvNotFound for what is no handle of an open transaction, so also for a reclaimed one.
 //   getMoAttribute     status 0 and all values, defaults in use included; no value if there is none. The DN may have
-//   its
-//                      internal or external form. OrvNotFound for an unknown transaction, object, class or attribute,
-//                      OrvBadArgument for a null pointer. What is read is valid until the transaction ends.
+//                      its internal or external form. OrvNotFound for an unknown transaction, object, class or
+//                      attribute, OrvBadArgument for a null pointer. What is read is valid until the transaction ends.
 //
 // What an operation would have filled stays as it was when it fails. The tables are plain functions without a context,
 // so a process has one current object: the living one.
