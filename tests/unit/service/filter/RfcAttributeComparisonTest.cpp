@@ -1,6 +1,7 @@
 // What the subtree filter asks about attributes and their values.
 #include <cmath>
 #include <cstring>
+#include <deque>
 #include <limits>
 
 #include "RfcFilterTest.h"
@@ -30,17 +31,17 @@ protected:
     bool select(const Texts& selection, const std::vector<Attribute>& attributes)
     {
         _names = Trees({node("A").select(selection)});
-        _attributes = std::make_unique<AttributeArray>(attributes);
-        return filter.attributeListMatch(_names.get()[0]->attributeSelection, _attributes->get());
+        _attributes.emplace_back(attributes);
+        return filter.attributeListMatch(_names.get()[0]->attributeSelection, _attributes.back().get());
     }
-    ZelMoNamedAttributeValueContainer_3* entry(size_t place) { return _attributes->get()[place]; }
+    ZelMoNamedAttributeValueContainer_3* entry(size_t place) { return _attributes.back().get()[place]; }
 
     const Attribute x = int32Attribute("x", 1);
     const Attribute y = int32Attribute("y", 2);
 
 private:
     Trees _names;
-    std::unique_ptr<AttributeArray> _attributes;
+    std::deque<AttributeArray> _attributes;  // all of them: the filter points into them
 };
 
 TEST_F(RfcAttributeListMatch, TakesAnAttributeOnceHoweverOftenItIsNamed)
