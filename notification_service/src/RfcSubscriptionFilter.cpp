@@ -25,11 +25,12 @@ NbiNotificationServiceCM& component()
     return Orv::ZelComponent<NbiNotificationServiceCM>::instance();
 }
 
-// A null array counts as empty.
+// To be walked up to its null entry; a null array counts as empty.
 template <typename Entry>
-bool isEmpty(Entry** array)
+Entry* const* entriesOf(Entry** array)
 {
-    return array == nullptr || *array == nullptr;
+    static Entry* const none[] = {nullptr};
+    return array != nullptr ? array : none;
 }
 
 // The texts of a tree come from a subscriber and those of a value from the framework: a null one is no reason to die.
@@ -259,7 +260,7 @@ bool RfcSubscriptionFilter::matchKey(const SubTree& node, unsigned int depth)
 // notification's.
 bool RfcSubscriptionFilter::matchConditions(SubTree* node, unsigned int depth)
 {
-    if (!isEmpty(node->attributeMatch))
+    if (*entriesOf(node->attributeMatch) != nullptr)
     {
         const std::string dn = constructDN(depth);
         for (ZelMoNamedAttributeValueContainer_3** entry = node->attributeMatch; *entry != nullptr; ++entry)
@@ -457,13 +458,13 @@ bool RfcSubscriptionFilter::compareAttributes(ZelOamSpiMoAttributeType_3 type, Z
 bool RfcSubscriptionFilter::compareStructures(ZelMoNamedAttributeValueContainer_3** members,
                                               ZelMoAttributeValue_3* value)
 {
-    const ZelMoStructMember_3* const first = value != nullptr ? value->structMembers : nullptr;
-    for (; !isEmpty(members); ++members)
+    for (ZelMoNamedAttributeValueContainer_3* const* condition = entriesOf(members); *condition != nullptr; ++condition)
     {
-        for (const ZelMoStructMember_3* member = first; member != nullptr; member = member->next)
+        const ZelMoStructMember_3* member = value != nullptr ? value->structMembers : nullptr;
+        for (; member != nullptr; member = member->next)
         {
             NOTIF_TRACE("Matching Structure Containments struct member name %s  ", member->memberName);
-            if (sameText(member->memberName, (*members)->name) && !compareMember(**members, *member))
+            if (sameText(member->memberName, (*condition)->name) && !compareMember(**condition, *member))
             {
                 NOTIF_TRACE("returning false ");
                 return false;
@@ -505,7 +506,7 @@ void RfcSubscriptionFilter::buildNotifications(SubTree* node, const char* dn)
     {
         deleteDns.push_back(dn);
     }
-    for (SubTree** entry = node->containments; !isEmpty(entry); ++entry)
+    for (SubTree* const* entry = entriesOf(node->containments); *entry != nullptr; ++entry)
     {
         SubTree* const child = *entry;
         const char* const className = text(child->className);
@@ -530,7 +531,7 @@ void RfcSubscriptionFilter::buildNotifications(SubTree* node, const char* dn)
         NOTIF_TRACE("DN %s ", childDn.c_str());
         buildNotifications(child, childDn.c_str());
     }
-    for (char** className = node->classSelection; !isEmpty(className); ++className)
+    for (char* const* className = entriesOf(node->classSelection); *className != nullptr; ++className)
     {
         if (component().getKeyName(anyChild(dn, *className).c_str(), keyName) != OrvOk)
         {
