@@ -17,8 +17,8 @@ struct FilterElement
     // Bounds of a filter's text, so that a hostile one costs little.
     enum : std::size_t
     {
-        MAX_SIZE = 256 * 1024,  // bytes
-        MAX_DEPTH = 64,         // elements within each other
+        MAX_SIZE = 262144,  // bytes
+        MAX_DEPTH = 64,     // elements within each other
         MAX_ELEMENTS = 4096,
         MAX_PREFIXES = 64  // XML prefixes that are declared at one place
     };

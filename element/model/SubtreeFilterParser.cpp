@@ -164,7 +164,7 @@ private:
     {
         for (int i = 0; i < attributes.getLength(); ++i)
         {
-            const std::string name = attributes.getQName(i);
+            const std::string& name = attributes.getQName(i);
             if (!_open.back().isFilter || name != "type")
             {
                 refuse(path() + ": the attribute \"" + name +

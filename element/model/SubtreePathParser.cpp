@@ -167,7 +167,7 @@ private:
         {
             fail("the quote is not closed");
         }
-        const std::string value = _text.substr(_at + 1, end - _at - 1);
+        std::string value = _text.substr(_at + 1, end - _at - 1);
         if (!isText(value))
         {
             fail("the value is no UTF-8 text");
