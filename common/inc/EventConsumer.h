@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Poco/Event.h>
+
 #include <atomic>
 #include <cassert>
 #include <cstdlib>
@@ -21,8 +23,10 @@ namespace Orv
 // subscriber type and instanceNumber has one live object at most: a second one is a programming error that ends the
 // process, and so is start while started and a router that refuses in start.
 // Threads:   start and stop are serialised by the owner; callbacks come on the router's event thread. No lock is taken.
-// Ownership: the subscriber is borrowed and must live until stop has returned and no callback runs any more; the arrays
-//            given to the router are this object's, from start to stop.
+//            A router does not wait for a callback that runs while it is told to remove the subscription: the
+//            destructor does.
+// Ownership: the subscriber is borrowed and must live until this object's destructor returns, as one does whose member
+//            this object is; the arrays given to the router are this object's, from start to stop.
 // Failure:   no exception of the subscriber reaches the router; it is logged.
 template <typename SubscriberT, int instanceNumber>
 class EventConsumer
@@ -43,8 +47,15 @@ public:
         _instance = this;
     }
 
-    // Does not call stop: the owner does.
-    virtual ~EventConsumer() { _instance = nullptr; }
+    // Does not call stop: the owner does. Waits for callbacks in progress.
+    virtual ~EventConsumer()
+    {
+        _instance = nullptr;
+        while (_callbacks != 0)
+        {
+            _lastCallbackEnded.wait();
+        }
+    }
 
     void start(const std::vector<NameValuePair>& filter, Member member, SubscriberT& subscriber, const char* eventType)
     {
@@ -102,6 +113,7 @@ public:
                                      void* value)
     {
         ORV_TRACE(Trace::Common, " >> ");
+        const CallbackScope scope;
         assert(_instance);
         EventConsumer* const consumer = _instance;
         try
@@ -124,6 +136,19 @@ public:
     EventConsumer& operator=(const EventConsumer&) = delete;
 
 private:
+    // A callback is counted before it looks for the object: either the destructor sees it, or it sees no object.
+    struct CallbackScope
+    {
+        CallbackScope() { ++_callbacks; }
+        ~CallbackScope()
+        {
+            if (--_callbacks == 0 && _instance == nullptr)
+            {
+                _lastCallbackEnded.set();
+            }
+        }
+    };
+
     // The router keeps the array, so it must outlive the caller's vector.
     void buildFilter(const std::vector<NameValuePair>& filter)
     {
@@ -157,9 +182,19 @@ private:
 
     // Written by constructor and destructor alone, read by callbacks on another thread.
     static std::atomic<EventConsumer*> _instance;
+
+    // Not the object's: a callback's last touch of them may come after its end.
+    static std::atomic<unsigned int> _callbacks;
+    static Poco::Event _lastCallbackEnded;
 };
 
 template <typename SubscriberT, int instanceNumber>
 std::atomic<EventConsumer<SubscriberT, instanceNumber>*> EventConsumer<SubscriberT, instanceNumber>::_instance{nullptr};
+
+template <typename SubscriberT, int instanceNumber>
+std::atomic<unsigned int> EventConsumer<SubscriberT, instanceNumber>::_callbacks{0};
+
+template <typename SubscriberT, int instanceNumber>
+Poco::Event EventConsumer<SubscriberT, instanceNumber>::_lastCallbackEnded;
 
 }  // namespace Orv

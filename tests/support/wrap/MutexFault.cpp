@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <utility>
 
 namespace OrvTest
 {
@@ -16,6 +17,7 @@ std::atomic<MutexFault::Where> faultyWhere{MutexFault::anywhere};
 std::atomic<pthread_t> faultMaker{};
 std::atomic<bool> everyCallFails{false};
 std::atomic<int> callsUntilFault{0};
+std::atomic<const LockNotice*> lockNotice{nullptr};
 
 bool counts(MutexFault::Where where)
 {
@@ -59,6 +61,25 @@ MutexFault::~MutexFault()
     faultyMutex.store(nullptr);
 }
 
+LockNotice::LockNotice(const Poco::FastMutex& mutex, std::function<void()> action)
+    : _mutex(mutex._mutex), _owner(pthread_self()), _action(std::move(action))
+{
+    lockNotice.store(this);
+}
+
+LockNotice::~LockNotice()
+{
+    lockNotice.store(nullptr);
+}
+
+void LockNotice::beforeLock(const pthread_mutex_t* mutex) const
+{
+    if (mutex == &_mutex && pthread_equal(pthread_self(), _owner) == 0)
+    {
+        _action();
+    }
+}
+
 }  // namespace OrvTest
 
 using OrvTest::MutexFault;
@@ -71,6 +92,11 @@ extern "C"
 
     int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
     {
+        const OrvTest::LockNotice* const notice = OrvTest::lockNotice.load();
+        if (notice != nullptr)
+        {
+            notice->beforeLock(mutex);
+        }
         return OrvTest::fails(mutex, MutexFault::lockFails) ? EINVAL : __real_pthread_mutex_lock(mutex);
     }
 

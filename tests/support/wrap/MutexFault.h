@@ -3,6 +3,8 @@
 #include <Poco/Mutex.h>
 #include <pthread.h>
 
+#include <functional>
+
 namespace OrvTest
 {
 
@@ -40,6 +42,25 @@ public:
 
 private:
     MutexFault(const pthread_mutex_t& mutex, Operation operation, Where where, unsigned int nth);
+};
+
+// While it lives, the action runs before each attempt of another thread to lock the mutex, on that thread. Together
+// with a thread that holds the mutex this tells that the other one has come to wait. One at a time.
+class LockNotice
+{
+public:
+    LockNotice(const Poco::FastMutex& mutex, std::function<void()> action);
+    ~LockNotice();
+
+    LockNotice(const LockNotice&) = delete;
+    LockNotice& operator=(const LockNotice&) = delete;
+
+    void beforeLock(const pthread_mutex_t* mutex) const;
+
+private:
+    const pthread_mutex_t& _mutex;
+    const pthread_t _owner;
+    const std::function<void()> _action;
 };
 
 }  // namespace OrvTest

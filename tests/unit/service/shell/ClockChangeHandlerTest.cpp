@@ -1,11 +1,15 @@
 #include "ClockChangeHandler.h"
 
+#include <atomic>
 #include <csignal>
+#include <future>
 #include <memory>
+#include <thread>
 
 #include "MutexFault.h"
 #include "NotificationServiceRunnable.h"
 #include "ShellTest.h"
+#include "WaitNotice.h"
 
 using namespace OrvTest;
 using testing::ElementsAre;
@@ -90,6 +94,48 @@ TEST_F(ClockChangeHandler, TracesTheWayOfAnEvent)
     EXPECT_THAT(texts, ElementsAre("notifyCallback: >> ", "onClockChange_1: >> ", "systemClockChanged: >> ",
                                    "systemClockChanged: >> ", "systemClockChanged: << ", "systemClockChanged: << ",
                                    "onClockChange_1: << ", "notifyCallback: << "));
+}
+
+// A router does not wait for a callback in progress when it is told to remove the subscription.
+TEST_F(ClockChangeHandler, WaitsForACallbackInProgressBeforeItIsGone)
+{
+    std::promise<void> inCallback;
+    std::promise<void> goOn;
+    std::atomic<bool> released{false};
+    const auto letItGoOn = [&]
+    {
+        if (!released.exchange(true))
+        {
+            goOn.set_value();
+        }
+    };
+    framework.setLevel(8);
+    framework.log().whenLine(LogLine::trace, " >> ",
+                             [&]
+                             {
+                                 if (std::this_thread::get_id() == framework.router().eventThread() &&
+                                     framework.lines().back().function == "onClockChange_1")
+                                 {
+                                     inCallback.set_value();
+                                     goOn.get_future().wait();
+                                 }
+                             });
+    framework.router().postClockChange(5000);
+    inCallback.get_future().wait();
+
+    // It comes to wait, or it is through: either lets the callback go on.
+    const WaitNotice notice(WaitNotice::eventWait, letItGoOn);
+    long long creationTimeAtTheEnd = 0;
+    std::thread destroying(
+        [&]
+        {
+            handler.reset();
+            creationTimeAtTheEnd = creationTime();
+            letItGoOn();
+        });
+    destroying.join();
+    framework.router().drain();
+    EXPECT_EQ(creationTimeAtTheEnd, 5);
 }
 
 class ClockChangeHandlerDeathTest : public ClockChangeHandler
