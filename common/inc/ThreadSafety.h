@@ -18,6 +18,7 @@ class __attribute__((capability("mutex"))) Mutex;
 #define ORV_CAPABILITY(name) ORV_THREAD_ANNOTATION(capability(name))
 #define ORV_SCOPED_CAPABILITY ORV_THREAD_ANNOTATION(scoped_lockable)
 #define ORV_GUARDED_BY(mutex) ORV_THREAD_ANNOTATION(guarded_by(mutex))
+#define ORV_PT_GUARDED_BY(mutex) ORV_THREAD_ANNOTATION(pt_guarded_by(mutex))
 #define ORV_REQUIRES(...) ORV_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define ORV_EXCLUDES(...) ORV_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ORV_ACQUIRE(...) ORV_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))

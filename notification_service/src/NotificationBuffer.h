@@ -19,7 +19,7 @@ const unsigned int DEFAULT_MAX_BUFFER_SIZE = 100;
 
 // The latest notifications, ascending by event time, from which a new subscription replays. After a change of the
 // system clock records stamped before the change are refused.
-// Threads:   any. The store is guarded by _mutex (lock order: row 4 of docs/threads-and-locks.md); the creation time,
+// Threads:   any. The store is guarded by _mutex (lock order: row 5 of docs/threads-and-locks.md); the creation time,
 //            the clock flag and the reset of the last aged time are atomics written without it.
 // Ownership: pushNotification copies; what a query appends as a copy belongs to the caller, what it lends as a pointer
 //            stays the buffer's and is valid until the record is aged out or cleared.

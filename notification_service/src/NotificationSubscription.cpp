@@ -17,6 +17,7 @@
 namespace OrvNbiNotificationService
 {
 
+typedef Orv::OrvThreadLock<Poco::FastMutex> FilterLock;
 typedef Orv::OrvThreadLock<Poco::FastMutex> QueueLock;
 
 namespace
@@ -88,8 +89,18 @@ NotificationSubscription::NotificationSubscription(unsigned int subscriptionHand
     NOTIF_TRACE(" << ");
 }
 
+// stop cancels the timers without waiting. A callback that is still under way asks the filter, and may queue its record
+// and start a run for it: all three are waited for, or emptied, before anything goes.
 NotificationSubscription::~NotificationSubscription()
 {
+    _timer.stop();
+    _heartbeatTimer.stop();
+    waitForToken(_processMutex);
+    giveToken(_processMutex);
+    {
+        QueueLock lock(_queueMutex);
+        clearQueue();
+    }
     delete _filters;
 }
 
@@ -230,18 +241,19 @@ void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& not
         return;
     }
     NOTIF_TRACE("Calling match function");
-    if (!isControlRecord(notification) && !_filters->match(notification))
     {
-        // A record that a run missed as it ended is picked up by the next arrival, wanted or not.
-        checkQueue();
-        NOTIF_TRACE(" << ");
-        return;
+        // From a match to the derived calls that go with it: a timer's record must not come between.
+        FilterLock lock(_filterMutex);
+        if (isControlRecord(notification) || _filters->match(notification))
+        {
+            NOTIF_TRACE("Filter match occurred. Pushing in notification queue");
+            if (!enqueue(notification))
+            {
+                return;
+            }
+        }
     }
-    NOTIF_TRACE("Filter match occurred. Pushing in notification queue");
-    if (!enqueue(notification))
-    {
-        return;
-    }
+    // A record that a run missed as it ended is picked up by the next arrival, wanted or not.
     checkQueue();
     NOTIF_TRACE(" << ");
 }

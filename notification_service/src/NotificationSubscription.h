@@ -21,8 +21,8 @@ namespace OrvNbiNotificationService
 // under way and the timers run.
 // Threads:   construction on the subscribing thread and stop on any, both under the registry lock; notify from the
 //            service thread, a clock change and the timers; the handler is called on pool threads, one run at a time.
-//            _queueMutex is row 3 of docs/threads-and-locks.md; _processMutex, the delivery token, is no row:
-//            checkQueue takes it without blocking and the run gives it back on its own thread.
+//            _filterMutex and _queueMutex are rows 3 and 4 of docs/threads-and-locks.md; _processMutex, the delivery
+//            token, is no row: checkQueue takes it without blocking and the run gives it back on its own thread.
 // Ownership: the filter and every record in the queue are the subscription's; the buffer is borrowed.
 // Invariant: at most one delivery run exists, so records reach the handler in queue order.
 // Failure:   neither the constructor nor notify lets an exception pass: a failing mutex, an exhausted pool or a lack of
@@ -37,7 +37,8 @@ public:
                              long long stopTime, bool heartbeatSupported, long long heartbeatInterval,
                              unsigned int queueLimit) noexcept;
 
-    // stop must have been called.
+    // stop must have been called. Waits for a timer's callback that outlived it, and for the delivery run that this may
+    // have started.
     ~NotificationSubscription();
 
     // Ends delivery and waits for it, without limit. What is queued is dropped; no notification complete is sent.
@@ -71,10 +72,10 @@ private:
     void onHeartbeatTimer(Poco::Timer&);
 
     bool isExpired(const OrvOamSpiNbiNotificationValue_1& notification) const;
-    bool enqueue(const OrvOamSpiNbiNotificationValue_1& notification);
+    bool enqueue(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_filterMutex);
     void clearQueue() ORV_REQUIRES(_queueMutex);
     void purge() ORV_REQUIRES(_queueMutex);
-    void appendDerived(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_queueMutex);
+    void appendDerived(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_filterMutex, _queueMutex);
     unsigned int queueSize();
     void checkQueue();
 
@@ -90,7 +91,7 @@ private:
     Poco::FastMutex _processMutex;
     OrvOamSpiNbiNotificationHandler_1 _handler;
     unsigned int _handle;
-    SubscriptionFilter* _filters;
+    SubscriptionFilter* _filters ORV_PT_GUARDED_BY(_filterMutex);
     std::deque<OrvOamSpiNbiNotificationValue_1*> _queue ORV_GUARDED_BY(_queueMutex);
     unsigned int _maxQueueSize;
     bool _overflow ORV_GUARDED_BY(_queueMutex);
@@ -104,6 +105,7 @@ private:
     bool _deregistering;         // touched only by the run that holds the token
     Poco::Timer _timer;
     Poco::Timer _heartbeatTimer;
+    Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
 };
 
 }  // namespace OrvNbiNotificationService

@@ -16,7 +16,7 @@ namespace OrvNbiNotificationService
 // Three answers of match are kept for the calls that follow it for the same notification: the DNs that stand in for a
 // deleted subtree, the attributes that a selection has chosen, and, between the two, the nodes that a deleted object
 // has reached.
-// Threads:   no lock of its own; see "What a filter keeps" in docs/threads-and-locks.md for the calls that can meet.
+// Threads:   no lock of its own; see "What a filter keeps" in docs/threads-and-locks.md for who keeps the calls apart.
 // Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes point into
 //            the notification that was matched.
 // Failure:   a node whose attribute cannot be read does not match. std::bad_alloc leaves a call, and from

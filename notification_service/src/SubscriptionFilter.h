@@ -8,8 +8,8 @@ namespace OrvNbiNotificationService
 {
 
 // Decides which notifications reach a subscriber, and what a subscriber gets in place of one.
-// Threads:   match runs under the registry lock; the two derived calls run under a subscription's queue lock and may
-//            come from a timer thread.
+// Threads:   several, one call at a time. match runs under the registry lock; the two derived calls may come from a
+//            timer thread, but never between a match and its own derived calls.
 // Ownership: a subscription owns its filter. Notifications are borrowed for the call.
 class SubscriptionFilter
 {

@@ -1,10 +1,15 @@
 // stop() and the destructor.
+#include <atomic>
 #include <condition_variable>
+#include <future>
 #include <mutex>
+#include <thread>
 
 #include "LogCheck.h"
+#include "MutexFault.h"
 #include "PauseHook.h"
 #include "SubscriptionTest.h"
+#include "WaitNotice.h"
 
 using namespace OrvTest;
 
@@ -204,48 +209,85 @@ TEST_F(NotificationSubscriptionStop, TheDestructorTakesANullFilter)
     EXPECT_EQ(filter.destroyed, 0u);
 }
 
-TEST_F(NotificationSubscriptionStop, DoesNotWaitForARunningTimerCallbackButTheDestructorDoesAfterTheFilterIsGone)
+// The stop timer's callback, held on its own thread before it asks the filter, while the subscription is destroyed on
+// another one.
+class NotificationSubscriptionEnd : public NotificationSubscriptionStop
 {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<std::string> events;
-    bool inCallback = false;
-    bool goOn = false;
-    framework.setLevel(8);
-    framework.log().whenLine(LogLine::trace, "----------------HEARTBEAT--------------",
-                             [&]
-                             {
-                                 std::unique_lock<std::mutex> lock(mutex);
-                                 inCallback = true;
-                                 changed.notify_all();
-                                 changed.wait(lock, [&] { return goOn; });
-                                 events.push_back("callback goes on");
-                             });
-    subscribe(withHeartbeat(0));
+protected:
+    NotificationSubscriptionEnd()
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return inCallback; });
+        framework.setLevel(8);
+        framework.log().whenLine(LogLine::trace, "Filter match occurred",
+                                 [this]
+                                 {
+                                     inCallback.set_value();
+                                     goOn.get_future().wait();
+                                     destroyedBeforeTheCallback = filter.destroyed.load() != 0;
+                                 });
+        clock.set(NOW);
+        subscribe(until(NOW + 1));
+        inCallback.get_future().wait();
     }
-    subscription->stop();  // returns although the callback is running
 
+    void letTheCallbackGoOn()
+    {
+        if (!released.exchange(true))
+        {
+            goOn.set_value();
+        }
+    }
+
+    std::promise<void> inCallback;
+    std::promise<void> goOn;
+    std::atomic<bool> released{false};
+    std::atomic<bool> destroyedBeforeTheCallback{false};
+};
+
+TEST_F(NotificationSubscriptionEnd, TheDestructorWaitsForATimersCallbackBeforeTheFilterGoes)
+{
+    subscription->stop();  // returns although the callback is running
+    const WaitNotice notice(WaitNotice::timerStop, [this] { letTheCallbackGoOn(); });
+    std::thread destroying([this] { subscription.reset(); });
+    while (!released && filter.destroyed == 0)
+    {
+        std::this_thread::yield();
+    }
+    letTheCallbackGoOn();
+    destroying.join();
+    EXPECT_FALSE(destroyedBeforeTheCallback.load());
+    EXPECT_EQ(filter.destroyed, 1u);
+    EXPECT_EQ(filter.deletesCalls, 1u);
+}
+
+TEST_F(NotificationSubscriptionEnd, TheDestructorWaitsForTheRunThatALateCallbackHasStarted)
+{
+    handler.hold();
+    subscription->stop();
+    const LockNotice notice(subscription->_processMutex, [this] { handler.release(); });
+    size_t deliveredAtTheEnd = 0;
     std::thread destroying(
         [&]
         {
             subscription.reset();
-            const std::lock_guard<std::mutex> lock(mutex);
-            events.push_back("destroyed");
+            deliveredAtTheEnd = handler.count();
+            handler.release();
         });
-    while (filter.destroyed.load() == 0)
-    {
-        std::this_thread::yield();
-    }
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        EXPECT_EQ(events, std::vector<std::string>());
-        goOn = true;
-        changed.notify_all();
-    }
+    letTheCallbackGoOn();
     destroying.join();
-    EXPECT_EQ(events, std::vector<std::string>({"callback goes on", "destroyed"}));
+    pool().joinAll();  // the address sanitizer looks what a run touches that was not waited for
+    EXPECT_EQ(deliveredAtTheEnd, 1u);
+    EXPECT_EQ(handler.types(), Types({notificationComplete}));
+}
+
+TEST_F(NotificationSubscriptionStop, TheDestructorReleasesTheRecordOfALateCallbackThatFoundTheTokenTaken)
+{
+    subscribe();
+    subscription->stop();
+    {
+        const TokenHold token(*subscription);
+        subscription->onTimer(subscription->_timer);
+        ASSERT_EQ(queuedTypes(), Types({notificationComplete}));
+    }
+    subscription.reset();  // the leak sanitizer looks for the record
     EXPECT_EQ(handler.count(), 0u);
 }

@@ -1,4 +1,10 @@
 // What a subscription with a subtree filter queues: records derived from a delete, reduced copies, plain copies.
+#include <atomic>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "MutexFault.h"
 #include "NbiNotificationServiceCM.h"
 #include "RfcSubscriptionFilter.h"
 #include "SubscriptionTest.h"
@@ -254,4 +260,39 @@ TEST_F(NotificationSubscriptionSubtree, ContentIsReadForReplayAndForLiveRecordsA
     EXPECT_EQ(handler.dns(), Texts({"A=1", "A=1", "-", "A=1"}));
     EXPECT_EQ(objects.opened(), 4u);
     EXPECT_EQ(objects.closed(), 4u);
+}
+
+// A filter keeps the findings of a match for the derived calls, and takes no lock of its own.
+TEST_F(NotificationSubscriptionSubtree, ATimersRecordWaitsForTheMatchOfALiveOneAndItsDerivedCalls)
+{
+    std::promise<void> comesToWait;
+    std::atomic<bool> announced{false};
+    const auto announce = [&]
+    {
+        if (!announced.exchange(true))
+        {
+            comesToWait.set_value();
+        }
+    };
+    std::vector<std::string> calls;
+    std::unique_ptr<int> finding = std::make_unique<int>(0);
+    std::thread timer;
+    filter.match = [&](const FilterScript::Record&)
+    {
+        finding.reset();
+        timer = std::thread([this] { heartbeat(); });
+        comesToWait.get_future().wait();
+        finding = std::make_unique<int>(1);
+        return true;
+    };
+    filter.deletes = [&](const FilterScript::Record& record, std::vector<FilterScript::Record*>&)
+    {
+        announce();
+        calls.push_back(std::to_string(record.notificationType) + " finds " + std::to_string(*finding));
+    };
+    SubscriptionTest::subscribe();
+    const LockNotice notice(subscription->_filterMutex, announce);
+    notify(NOW, "A=1");
+    timer.join();
+    EXPECT_EQ(calls, Texts({"1 finds 1", "8 finds 1"}));
 }
