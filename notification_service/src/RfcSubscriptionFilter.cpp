@@ -49,6 +49,12 @@ const char* firstText(const ZelMoNamedAttributeValueContainer_3& container)
     return text(container.values != nullptr ? container.values->str : nullptr);
 }
 
+// A count without values behind it counts nothing.
+uint32_t valuesIn(const ZelMoAttributeValueContainer_3* container)
+{
+    return container != nullptr && container->values != nullptr ? container->noOfValues : 0;
+}
+
 std::string anyChild(const char* dn, const char* className)
 {
     return std::string(dn).append(",").append(className).append("=").append(ANY_KEY);
@@ -302,7 +308,7 @@ bool RfcSubscriptionFilter::matchAttribute(const char* dn, const ZelMoNamedAttri
     }
     else
     {
-        const uint32_t count = result.value != nullptr ? result.value->noOfValues : 0;
+        const uint32_t count = valuesIn(result.value);
         for (uint32_t i = 0; i < count && !matched; ++i)
         {
             matched = compareAttributes(condition.type, condition.values, &result.value->values[i]);
@@ -329,8 +335,8 @@ bool RfcSubscriptionFilter::matchStructContainments(SubTree* node, const char* d
             NOTIF_TRACE("Unable to retrieve MO Attributes ");
             return false;
         }
-        const bool hasValue = result.value != nullptr && result.value->noOfValues != 0;
-        if (!compareStructures(condition.members, hasValue ? result.value->values : nullptr))
+        ZelMoAttributeValue_3* const first = valuesIn(result.value) != 0 ? result.value->values : nullptr;
+        if (!compareStructures(condition.members, first))
         {
             NOTIF_TRACE("Structure %s match fails ", condition.attributeName);
             component().endTransaction(transaction);
@@ -479,7 +485,7 @@ bool RfcSubscriptionFilter::compareStructures(ZelMoNamedAttributeValueContainer_
 bool RfcSubscriptionFilter::compareMember(const ZelMoNamedAttributeValueContainer_3& condition,
                                           const ZelMoStructMember_3& member)
 {
-    const uint32_t count = member.memberValue != nullptr ? member.memberValue->noOfValues : 0;
+    const uint32_t count = valuesIn(member.memberValue);
     for (uint32_t i = 0; i < count; ++i)
     {
         if (compareAttributes(condition.type, condition.values, &member.memberValue->values[i]))

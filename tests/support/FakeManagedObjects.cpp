@@ -163,7 +163,7 @@ void FakeManagedObjects::setAttribute(const std::string& dn, const std::string& 
                                       const std::vector<ModelValue>& values)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    _objects[dn][name] = {type, values, false};
+    _objects[dn][name] = {type, values};
 }
 
 void FakeManagedObjects::setInt32(const std::string& dn, const std::string& name, int32_t value)
@@ -186,6 +186,13 @@ void FakeManagedObjects::setNoValue(const std::string& dn, const std::string& na
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _objects[dn][name] = {0, {}, true};
+}
+
+void FakeManagedObjects::setNullValues(const std::string& dn, const std::string& name, ZelOamSpiMoAttributeType_3 type,
+                                       uint32_t count)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _objects[dn][name] = {type, {}, false, count};
 }
 
 void FakeManagedObjects::removeAttribute(const std::string& dn, const std::string& name)
@@ -316,6 +323,11 @@ ZelReturnT FakeManagedObjects::getMoAttribute(unsigned long transaction, const c
     open->second.push_back(given);
     result->status = OrvOk;
     result->value = data.noValue ? nullptr : given->container(data.type, data.values);
+    if (data.nullValues != 0)
+    {
+        result->value->noOfValues = data.nullValues;
+        result->value->values = nullptr;
+    }
     return OrvOk;
 }
 

@@ -66,6 +66,8 @@ public:
     void setStruct(const std::string& dn, const std::string& name, const std::vector<MemberOfStruct>& members);
     // A read that succeeds with a result whose value is a null pointer.
     void setNoValue(const std::string& dn, const std::string& name);
+    // A read that succeeds with a null pointer where so many values should stand.
+    void setNullValues(const std::string& dn, const std::string& name, ZelOamSpiMoAttributeType_3 type, uint32_t count);
     void removeAttribute(const std::string& dn, const std::string& name);
     // The object alone, not those below it.
     void removeObject(const std::string& dn);
@@ -112,7 +114,8 @@ private:
     {
         ZelOamSpiMoAttributeType_3 type;
         std::vector<ModelValue> values;
-        bool noValue;
+        bool noValue = false;
+        uint32_t nullValues = 0;
     };
     struct Class
     {

@@ -120,6 +120,19 @@ TEST_F(RfcCompareStructures, IsNotMetByAMemberWithoutAContainerOfValues)
     EXPECT_THAT(newTraces(), ElementsAre(member("a"), FAILS));
 }
 
+TEST_F(RfcCompareStructures, IsNotMetByAMemberThatCountsValuesAndHasNone)
+{
+    ZelMoAttributeValueContainer_3 container = {ZelMoAttributeInt32_3, 2, nullptr};
+    char name[] = "a";
+    ZelMoStructMember_3 only = {name, &container, nullptr};
+    ZelMoAttributeValue_3 value;
+    value.structMembers = &only;
+    const AttributeArray conditions({int32Attribute("a", 0)});
+    newTraces();
+    EXPECT_FALSE(filter.compareStructures(conditions.get(), &value));
+    EXPECT_THAT(newTraces(), ElementsAre(member("a"), FAILS));
+}
+
 TEST_F(RfcCompareStructures, AsksTheMembersThatComeAfterAMatchTheSameWay)
 {
     EXPECT_TRUE(

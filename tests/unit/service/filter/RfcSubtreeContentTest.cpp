@@ -6,8 +6,10 @@
 namespace OrvTest
 {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 class RfcSubtreeContentTest : public RfcFilterTest
 {
@@ -206,6 +208,23 @@ TEST_F(RfcSubtreeContentTest, NoValueAtAllFailsAndEndsTheTransaction)
     EXPECT_EQ(transactions(), Transactions(2, 2));
 }
 
+TEST_F(RfcSubtreeContentTest, ValuesThatAreCountedAndNotThereFailAndEndTheTransaction)
+{
+    filterOf({node("A").match(int32Attribute("x", 0))});
+    objects.setNullValues("A=1", "x", ZelMoAttributeInt32_3, 2);
+    newTraces();
+    EXPECT_FALSE(avc("A=1"));
+    const Texts texts = newTraces();
+    EXPECT_EQ(texts.back(), "Attribute match fails");
+    EXPECT_THAT(texts, Not(Contains("compareAttributes ")));
+
+    objects.setNullValues("A=1", "x", ZelMoAttributeUint32_3, 2);
+    EXPECT_FALSE(avc("A=1"));
+    EXPECT_EQ(newTraces().back(), "In Attribute match, types mismatch !") << "which comes first";
+
+    EXPECT_EQ(transactions(), Transactions(2, 2));
+}
+
 TEST_F(RfcSubtreeContentTest, ALaterConditionMayFail)
 {
     filterOf({node("A").match(int32Attribute("x", 1)).match(int32Attribute("y", 1)).match(int32Attribute("z", 1))});
@@ -333,8 +352,10 @@ TEST_F(RfcSubtreeContentTest, AStructWithoutAValueHasNoMembersToFail)
     EXPECT_TRUE(avc("A=1"));
     objects.setAttribute("A=1", "s", ZelMoAttributeStruct_3, {nullStructValue()});
     EXPECT_TRUE(avc("A=1"));
+    objects.setNullValues("A=1", "s", ZelMoAttributeStruct_3, 2);
+    EXPECT_TRUE(avc("A=1"));
 
-    EXPECT_EQ(transactions(), Transactions(3, 3));
+    EXPECT_EQ(transactions(), Transactions(4, 4));
 }
 
 TEST_F(RfcSubtreeContentTest, ContentIsAskedBeforeStructs)
