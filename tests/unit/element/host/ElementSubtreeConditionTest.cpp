@@ -1,6 +1,5 @@
 // Conditions of subtree filters, judged by the loaded service against the element's present data.
-#include <memory>
-#include <utility>
+#include <future>
 
 #include "LiveElementTest.h"
 #include "SubtreeFilter.h"
@@ -13,12 +12,27 @@ namespace
 using OrvTest::int32Attribute;
 using OrvTest::node;
 using OrvTest::stringAttribute;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-typedef LiveElementTest ElementSubtreeConditionTest;
+class ElementSubtreeConditionTest : public LiveElementTest
+{
+protected:
+    // The sequence numbers of what has come, control records aside.
+    std::vector<uint32_t> numbersOfChanges(const std::string& name)
+    {
+        std::vector<uint32_t> numbers;
+        for (const LiveRecord& record : records(name))
+        {
+            if (record.sequenceNumber != 0)
+            {
+                numbers.push_back(record.sequenceNumber);
+            }
+        }
+        return numbers;
+    }
+};
 
 const char* const ITEM_A = "ManagedElement=ne1,box=1,item=a";
 const char* const TYPES = "ManagedElement=ne1,types=1";
@@ -240,6 +254,45 @@ TEST_F(ElementSubtreeConditionTest, AnyValueOfALeafListInAStructWillDo)
     EXPECT_THAT(take("tag"), testing::SizeIs(1));
     editTypes(place("<tags>a</tags><tags>c</tags>"));
     EXPECT_THAT(take("tag"), IsEmpty());
+}
+
+// Conditions are read on the service thread and, for replays, on the subscribing thread, while a third one edits.
+TEST_F(ElementSubtreeConditionTest, EveryReadDuringEditsSeesOneStateAndIsClosed)
+{
+    const int rounds = 8;
+    const int editsPerRound = 10;  // each of two records
+    const char* const always = "/types[numbers='3']";
+    subscribe("always", {always});
+    subscribe("never", {"/types[place/label='x'][place/latitude='2.5']"});
+    const auto editAll = [this]
+    {
+        for (int i = 0; i < editsPerRound; i += 2)
+        {
+            editTypes("<numbers>1</numbers><numbers>3</numbers><numbers>2</numbers>" +
+                      place("<label>x</label><latitude>1.5</latitude>"));
+            editTypes("<numbers nc:operation='delete'>2</numbers>" + place("<label>y</label><latitude>2.5</latitude>"));
+        }
+    };
+    for (int round = 0; round < rounds; ++round)
+    {
+        std::future<void> edits = std::async(std::launch::async, editAll);
+        subscribe("from the start " + std::to_string(round), {always}, 1);
+        edits.get();
+    }
+    flush();
+    const std::vector<uint32_t> all = numbersOfChanges("all");
+    EXPECT_EQ(all.size(), 2u * rounds * editsPerRound);
+    EXPECT_EQ(numbersOfChanges("always"), all);
+    EXPECT_THAT(numbersOfChanges("never"), IsEmpty());
+    for (int round = 0; round < rounds; ++round)
+    {
+        // A replay brings records of one time newest first.
+        EXPECT_THAT(numbersOfChanges("from the start " + std::to_string(round)),
+                    testing::UnorderedElementsAreArray(all));
+    }
+    const TransactionCounters counters = element.transactionCounters();
+    EXPECT_EQ(counters.opened, all.size() * (2 + rounds));
+    EXPECT_EQ(counters.openNow, 0u);
 }
 
 TEST_F(ElementSubtreeConditionTest, AnEncodedKeyIsMetByItsValue)

@@ -1,19 +1,6 @@
-// The notification service as it is built, loaded by an element with its own data: what subtree filters bring live and
-// in a replay, and what they do with the element's transactions.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <condition_variable>
-#include <map>
-#include <mutex>
-#include <string>
-#include <vector>
-
-#include "Element.h"
-#include "ModelTestSupport.h"
-#include "SubscriberSet.h"
-#include "SubscriptionSpec.h"
+// What subtree filters bring when the loaded service judges the element's own events: live, in a replay, behind a
+// deletion, and after the service has been started again.
+#include "LiveElementTest.h"
 
 namespace OrvElement
 {
@@ -21,176 +8,173 @@ namespace
 {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
-const long HANG = 60000;  // milliseconds
+typedef LiveElementTest ElementSubtreeDeliveryTest;
 
-// What each subscription has received, as "type DN", and for a change the names of its attributes.
-class Received
+const int64_t HOUR = 3600000000;  // microseconds
+
+const char* const CREATED_A = "created ManagedElement=ne1,box=1,item=a";
+const char* const CHANGED_A = "changed ManagedElement=ne1,box=1,item=a {value}";
+const char* const DELETED_A = "deleted ManagedElement=ne1,box=1,item=a";
+const char* const DELETED_SETTINGS_OF_A = "deleted ManagedElement=ne1,box=1,item=a,settings=*";
+
+const char* const CREATE_A = "<item><name>a</name><value>7</value></item>";
+const char* const CHANGE_A = "<item><name>a</name><value>8</value></item>";
+const char* const DELETE_A = "<item nc:operation='delete'><name>a</name></item>";
+
+// The text with the event time, the transaction and the sequence number that the record has.
+std::string numbered(const std::string& text, const LiveRecord& record)
 {
-public:
-    void add(const std::string& name, const OrvOamSpiNbiNotificationValue_1& record)
-    {
-        std::string text = std::to_string(record.notificationType);
-        if (record.dn)
-        {
-            text.append(" ").append(record.dn);
-        }
-        for (auto* attribute = record.attributes;
-             record.notificationType == attributeChanged && attribute && *attribute; ++attribute)
-        {
-            text.append(" ").append((*attribute)->name);
-        }
-        const std::lock_guard<std::mutex> lock(_mutex);
-        _records[name].push_back(text);
-        _arrived.notify_all();
-    }
-
-    // All records of the subscription, once the last of them is this one.
-    std::vector<std::string> upTo(const std::string& name, const std::string& last)
-    {
-        std::unique_lock<std::mutex> lock(_mutex);
-        EXPECT_TRUE(_arrived.wait_for(lock, std::chrono::milliseconds(HANG),
-                                      [&] { return !_records[name].empty() && _records[name].back() == last; }))
-            << name << " did not receive " << last;
-        return _records[name];
-    }
-
-    // All records of the subscription, once there are so many.
-    std::vector<std::string> upToCount(const std::string& name, size_t count)
-    {
-        std::unique_lock<std::mutex> lock(_mutex);
-        EXPECT_TRUE(
-            _arrived.wait_for(lock, std::chrono::milliseconds(HANG), [&] { return _records[name].size() >= count; }))
-            << name << " did not receive " << count << " records";
-        return _records[name];
-    }
-
-private:
-    std::mutex _mutex;
-    std::condition_variable _arrived;
-    std::map<std::string, std::vector<std::string>> _records;
-};
-
-class ElementWithService : public testing::Test
-{
-protected:
-    static ElementOptions options()
-    {
-        ElementOptions options;
-        options.model = ModelTest::awkwardOptions();
-        options.model.modules.push_back("orv-top");
-        options.componentPath = ORV_COMPONENT;
-        options.componentConfigPath = ORV_COMPONENT_CONFIG;
-        options.watchClock = false;
-        return options;
-    }
-
-    void edit(const std::string& boxContent) { apply(ModelTest::AwkwardElement::text(boxContent)); }
-
-    void apply(const std::string& xml)
-    {
-        const ModelTest::TemporaryFile file(".xml", xml);
-        element.applyEditFile(file.path());
-    }
-
-    void subscribe(const std::string& spec) { subscribers.add(SubscriptionSpec::parse(spec, now())); }
-
-    static int64_t now()
-    {
-        return std::chrono::duration_cast<std::chrono::microseconds>(
-                   std::chrono::system_clock::now().time_since_epoch())
-            .count();
-    }
-
-    Received received;
-    Element element{options()};
-    SubscriberSet subscribers{Element::portal(), element.model(),
-                              [this](const std::string& name, const auto& record) { received.add(name, record); }};
-};
-
-const char* const ITEM = "ManagedElement=node-7,box=1,item=a";
-const char* const CREATE = "<item><name>a</name><value>7</value></item>";
-const char* const DELETE = "<item nc:operation='delete'><name>a</name></item>";
-
-TEST_F(ElementWithService, ReplaysPlainCopiesWhereLiveDeliveryDerives)
-{
-    const std::string filter = "subtree=/box/item[name='a']/{value,settings}";
-    const std::string item(ITEM);
-    subscribe("name=live;" + filter);
-    edit(CREATE);
-    edit("<item><name>a</name><value>8</value></item>");
-    edit(DELETE);
-    EXPECT_THAT(received.upTo("live", "2 " + item + ",settings=*"),
-                ElementsAre("1 " + item, "3 " + item + " value", "2 " + item, "2 " + item + ",settings=*"));
-
-    subscribe("name=late;start=-1h;" + filter);
-    EXPECT_THAT(received.upTo("late", "6"), ElementsAre("5", "1 " + item, "3 " + item + " value", "2 " + item, "6"));
+    return text + " " + std::to_string(record.eventTime) + " " + std::to_string(record.txHandle) + " " +
+           std::to_string(record.sequenceNumber);
 }
 
-TEST_F(ElementWithService, ReducesARecordOfTheElementItselfLiveButNotInAReplay)
+Texts numbered(const std::vector<LiveRecord>& records)
 {
-    const std::string changed = "3 ManagedElement=node-7 ";
-    subscribe("name=live;subtree=/contact");
-    subscribe("name=last");
+    Texts texts;
+    for (const LiveRecord& record : records)
+    {
+        texts.push_back(numbered(record.text, record));
+    }
+    return texts;
+}
+
+TEST_F(ElementSubtreeDeliveryTest, ReplaysPlainCopiesWhereLiveDeliveryDerives)
+{
+    subscribe("live", {"/box/item[name='a']/{value,settings}"});
+    editBox(CREATE_A);
+    editBox(CHANGE_A);
+    editBox(DELETE_A);
+    EXPECT_THAT(take("live"), ElementsAre(CREATED_A, CHANGED_A, DELETED_A, DELETED_SETTINGS_OF_A));
+
+    subscribe("late", {"/box/item[name='a']/{value,settings}"}, now() - HOUR);
+    EXPECT_THAT(take("late"), ElementsAre("replayGap", CREATED_A, CHANGED_A, DELETED_A, "replayComplete"));
+}
+
+TEST_F(ElementSubtreeDeliveryTest, ReducesARecordOfTheElementItselfLiveButNotInAReplay)
+{
+    const char* const reduced = "changed ManagedElement=ne1 {contact}";
+    subscribe("live", {"/contact"});
     // There is a record for each changed attribute, with those that follow it in the event.
-    apply("<site xmlns='urn:orv:top'>north</site><contact xmlns='urn:orv:top'>me</contact>");
-    received.upTo("last", changed + "contact");
-    // A change that the filter refuses, so that both reduced records are there.
-    apply("<site xmlns='urn:orv:top'>south</site>");
-    received.upTo("last", changed + "site");
-    EXPECT_THAT(received.upToCount("live", 2), ElementsAre(changed + "contact", changed + "contact"));
+    edit("<site xmlns='urn:orv:top'>north</site><contact xmlns='urn:orv:top'>me</contact>");
+    edit("<site xmlns='urn:orv:top'>south</site>");
+    EXPECT_THAT(take("live"), ElementsAre(reduced, reduced));
 
     // Records of one time are replayed newest first.
-    subscribe("name=late;start=-1h;subtree=/contact");
-    EXPECT_THAT(received.upTo("late", "6"), ElementsAre("5", changed + "contact", changed + "site contact", "6"));
+    subscribe("late", {"/contact"}, now() - HOUR);
+    EXPECT_THAT(take("late"),
+                ElementsAre("replayGap", reduced, "changed ManagedElement=ne1 {site,contact}", "replayComplete"));
 }
 
-TEST_F(ElementWithService, ClosesEachTransactionOfAConditionThatCanBeRead)
+TEST_F(ElementSubtreeDeliveryTest, ClosesEachTransactionOfAConditionThatCanBeRead)
 {
-    const std::string item(ITEM);
-    subscribe("name=seven;subtree=/box/item[value='7']");
-    subscribe("name=all");
-    edit(CREATE);
-    received.upTo("all", "1 " + item);
-    edit("<item><name>a</name><value>8</value></item>");
-    received.upTo("all", "3 " + item + " value");
-    edit("<item><name>a</name><value>7</value></item>");
-    EXPECT_THAT(received.upTo("seven", "3 " + item + " value"), ElementsAre("1 " + item, "3 " + item + " value"));
-    edit(DELETE);
-    received.upTo("all", "2 " + item);
+    subscribe("seven", {"/box/item[value='7']"});
+    editBox(CREATE_A);
+    EXPECT_THAT(take("seven"), ElementsAre(CREATED_A));
+    editBox(CHANGE_A);
+    EXPECT_THAT(take("seven"), IsEmpty());
+    editBox("<item><name>a</name><value>7</value></item>");
+    EXPECT_THAT(take("seven"), ElementsAre(CHANGED_A));
+    editBox(DELETE_A);
+    EXPECT_THAT(take("seven"), ElementsAre(DELETED_A));
 
     // The last record is judged without its condition: there is nothing left to read.
     const TransactionCounters counters = element.transactionCounters();
     EXPECT_EQ(counters.opened, 3u);
     EXPECT_EQ(counters.closed, 3u);
-    EXPECT_EQ(counters.openNow, 0u);
 }
 
-TEST_F(ElementWithService, LeavesTheTransactionOfAFailedReadToBeReclaimed)
+TEST_F(ElementSubtreeDeliveryTest, LeavesTheTransactionOfAFailedReadToBeReclaimed)
 {
-    const std::string item(ITEM);
-    subscribe("name=all");
-    edit("<item><name>a</name><value>7</value><extra/></item>");
-    received.upTo("all", "1 " + item + ",extra=1");
-    subscribe("name=extra;subtree=/box/item[value='7']/extra");
-    edit(DELETE);
+    editBox("<item><name>a</name><value>7</value><extra/></item>");
+    flush();
+    subscribe("extra", {"/box/item[value='7']/extra"});
+    editBox(DELETE_A);
     // The extra container goes first, and is asked for a condition on an item that is no more.
-    EXPECT_THAT(received.upTo("extra", "2 " + item + ",extra=*"), ElementsAre("2 " + item + ",extra=*"));
-    const TransactionCounters counters = element.transactionCounters();
-    EXPECT_EQ(counters.opened, 1u);
-    EXPECT_EQ(counters.closed, 0u);
-    EXPECT_EQ(counters.openNow, 1u);
+    EXPECT_THAT(take("extra"), ElementsAre("deleted ManagedElement=ne1,box=1,item=a,extra=*"));
+    failedReads = 1;
+    EXPECT_EQ(opened(), 1u);
 }
 
-TEST_F(ElementWithService, ServesAnotherSubtreeFilterAfterOneIsGone)
+TEST_F(ElementSubtreeDeliveryTest, WhatIsDerivedHasTheNumbersOfItsDeletion)
 {
-    subscribe("name=first;subtree=/box/item");
-    edit(CREATE);
-    EXPECT_THAT(received.upTo("first", std::string("1 ") + ITEM), ElementsAre(std::string("1 ") + ITEM));
-    subscribers.remove("first");
-    subscribe("name=second;subtree=/box/item/*");
-    edit(DELETE);
-    EXPECT_THAT(received.upTo("second", std::string("2 ") + ITEM), ElementsAre(std::string("2 ") + ITEM));
+    subscribe("derived", {"/box/item/{value,settings}"});
+    editBox("<item><name>a</name></item><item><name>b</name></item>");
+    take("all");
+    take("derived");
+    editBox(std::string(DELETE_A) + "<item nc:operation='delete'><name>b</name></item>");
+    flush();
+    const std::vector<LiveRecord> deletions = records("all");
+    ASSERT_EQ(deletions.size(), 2u);
+    EXPECT_NE(deletions[0].sequenceNumber, deletions[1].sequenceNumber);
+    EXPECT_THAT(numbered(records("derived")),
+                ElementsAre(numbered(DELETED_A, deletions[0]), numbered(DELETED_SETTINGS_OF_A, deletions[0]),
+                            numbered("deleted ManagedElement=ne1,box=1,item=b", deletions[1]),
+                            numbered("deleted ManagedElement=ne1,box=1,item=b,settings=*", deletions[1])));
+}
+
+TEST_F(ElementSubtreeDeliveryTest, EachControlRecordBehindADeletionComesOnceForEachOfItsDns)
+{
+    subscribe("derived", {"/box/item/{value,settings}"});
+    push("ManagedElement=ne1,box=1,item=a", objectDeleted, 1);
+    push("no object", heartbeatNotification, 2);
+    push("no object", discardedOld, 3);
+    flush();
+    EXPECT_THAT(numbered(records("derived")),
+                ElementsAre("deleted ManagedElement=ne1,box=1,item=a 1 1 1",
+                            "deleted ManagedElement=ne1,box=1,item=a,settings=* 1 1 1",
+                            "heartbeatNotification ManagedElement=ne1,box=1,item=a 2 2 2",
+                            "heartbeatNotification ManagedElement=ne1,box=1,item=a,settings=* 2 2 2",
+                            "discardedOld ManagedElement=ne1,box=1,item=a 3 3 3",
+                            "discardedOld ManagedElement=ne1,box=1,item=a,settings=* 3 3 3"));
+    EXPECT_THAT(take("all"), ElementsAre(DELETED_A, "heartbeatNotification no object", "discardedOld no object"));
+}
+
+TEST_F(ElementSubtreeDeliveryTest, AControlRecordIsItselfOnceAnythingElseHasBeenJudged)
+{
+    subscribe("derived", {"/box/item/{value,settings}"});
+    push("ManagedElement=ne1,box=1,item=a", objectDeleted);
+    push("another object", attributeChanged);
+    push("no object", heartbeatNotification);
+    EXPECT_THAT(take("derived"), ElementsAre(DELETED_A, DELETED_SETTINGS_OF_A, "heartbeatNotification no object"));
+}
+
+TEST_F(ElementSubtreeDeliveryTest, ServesAnotherSubtreeFilterAfterOneIsGone)
+{
+    subscribe("first", {"/box/item[value='7']"});
+    editBox(CREATE_A);
+    EXPECT_THAT(take("first"), ElementsAre(CREATED_A));
+    EXPECT_EQ(opened(), 1u);
+    subscribers->remove("first");
+    subscribe("second", {"/box/item[name='a']/*"});
+    editBox(CHANGE_A);
+    editBox(DELETE_A);
+    EXPECT_THAT(take("second"), ElementsAre(CHANGED_A, DELETED_A));
+    EXPECT_EQ(opened(), 1u) << "the first filter's condition is asked no more";
+    EXPECT_THAT(take("first"), IsEmpty());
+}
+
+TEST_F(ElementSubtreeDeliveryTest, ServesSubtreeFiltersAgainAfterAStopAndAStart)
+{
+    subscribe("old", {"/box/item[value='7']/{value,settings}"});
+    editBox(CREATE_A);
+    EXPECT_THAT(take("old"), ElementsAre(CREATED_A));
+    EXPECT_EQ(opened(), 1u);
+
+    element._component.stop();
+    // The old trees go with their subscribers. The service refuses to unsubscribe by now, and must not need them.
+    subscribers.reset();
+    element._component.start();
+
+    makeSubscribers();
+    subscribe("new", {"/box/item[value='8']/{value,settings}"});
+    editBox(CHANGE_A);
+    EXPECT_THAT(take("new"), ElementsAre(CHANGED_A));
+    EXPECT_EQ(opened(), 2u) << "no condition from before the stop is asked";
+    editBox(DELETE_A);
+    EXPECT_THAT(take("new"), ElementsAre(DELETED_A, DELETED_SETTINGS_OF_A));
+    EXPECT_THAT(take("old"), IsEmpty());
 }
 
 }  // namespace

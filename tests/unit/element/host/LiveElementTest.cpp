@@ -55,7 +55,7 @@ std::string textOf(const OrvOamSpiNbiNotificationValue_1& record)
 }  // namespace
 
 TreeSubscriber::TreeSubscriber(OrvOamSpiNbiNotificationService& table, const std::vector<OrvTest::Node>& trees)
-    : _table(table), _trees(std::make_unique<OrvTest::Trees>(trees))
+    : _table(table), _trees(trees)
 {
     OrvOamSpiNbiNotificationHandler_1 record = OrvTest::RecordingHandler::handlerRecord();
     unsigned int handlerId = 0;
@@ -63,21 +63,12 @@ TreeSubscriber::TreeSubscriber(OrvOamSpiNbiNotificationService& table, const std
     EXPECT_EQ(_table.registerHandler(&record, &handlerId), OrvOk);
     EXPECT_EQ(_table.getSubscriptionHandle(&handle), OrvOk);
     _handler = std::make_unique<OrvTest::RecordingHandler>(handle);
-    EXPECT_EQ(_table.rfcFilterSubscribe(handlerId, _trees->get(), handle, 0, 0, false, 0), OrvOk);
+    EXPECT_EQ(_table.rfcFilterSubscribe(handlerId, _trees.get(), handle, 0, 0, false, 0), OrvOk);
 }
 
 TreeSubscriber::~TreeSubscriber()
 {
-    if (_trees != nullptr)
-    {
-        unsubscribe();
-    }
-}
-
-void TreeSubscriber::unsubscribe()
-{
     EXPECT_EQ(_table.unsubscribe(_handler->handle()), OrvOk);
-    _trees.reset();
 }
 
 bool TreeSubscriber::hasSeenMarker() const
@@ -100,7 +91,7 @@ LiveElementTest::LiveElementTest() : element(liveOptions())
 
 LiveElementTest::~LiveElementTest()
 {
-    flush();
+    EXPECT_NO_THROW(flush());
     subscribers.reset();
     const TransactionCounters counters = element.transactionCounters();
     EXPECT_EQ(counters.opened - counters.closed, failedReads);
@@ -142,9 +133,11 @@ void LiveElementTest::edit(const std::string& text)
     element.applyEditFile(file.path());
 }
 
-void LiveElementTest::push(const std::string& dn, int32_t type, int64_t eventTime)
+void LiveElementTest::push(const std::string& dn, int32_t type, uint32_t number)
 {
-    const OrvTest::Notification record = OrvTest::makeNotification(eventTime, dn, type);
+    const OrvTest::Notification record = OrvTest::makeNotification(number, dn, type);
+    record->txHandle = number;
+    record->sequenceNumber = number;
     EXPECT_EQ(table().pushNotification(*record), OrvOk);
 }
 

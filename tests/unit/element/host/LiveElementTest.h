@@ -40,8 +40,6 @@ public:
     TreeSubscriber(OrvOamSpiNbiNotificationService& table, const std::vector<OrvTest::Node>& trees);
     ~TreeSubscriber();
 
-    // Ends the subscription and frees the trees.
-    void unsubscribe();
     bool hasSeenMarker() const;
     // The DNs of what came, but for the flush's marker.
     Texts dns() const;
@@ -51,7 +49,7 @@ public:
 
 private:
     OrvOamSpiNbiNotificationService& _table;
-    std::unique_ptr<OrvTest::Trees> _trees;
+    OrvTest::Trees _trees;
     std::unique_ptr<OrvTest::RecordingHandler> _handler;
 };
 
@@ -72,8 +70,9 @@ protected:
     // Applied, and published to the component.
     void edit(const std::string& text);
 
-    // Passes the service a record of another producer, without attributes.
-    void push(const std::string& dn, int32_t type, int64_t eventTime = 1);
+    // Passes the service a record of another producer, without attributes. The number is its event time, its
+    // transaction and its sequence number.
+    void push(const std::string& dn, int32_t type, uint32_t number = 1);
     // Returns when the service has judged and delivered everything.
     void flush();
     // Flushes. What has come since the last take.
@@ -91,6 +90,7 @@ protected:
     std::unique_ptr<SubscriberSet> subscribers;
     uint64_t failedReads = 0;  // that leave their transactions open
 
+    // A new "all" and nobody else; for a service that has been started again.
     void makeSubscribers();
 
 private:
