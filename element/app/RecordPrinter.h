@@ -38,7 +38,7 @@ private:
     const RecordFormat _format;
     const std::function<void()> _onFailure;
     mutable Poco::FastMutex _mutex;
-    std::FILE* const _stream;
+    std::FILE* const _stream ORV_PT_GUARDED_BY(_mutex);
     bool _failed ORV_GUARDED_BY(_mutex) = false;
 };
 

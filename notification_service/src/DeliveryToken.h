@@ -41,7 +41,7 @@ struct TokenUnlockScope
 };
 #endif
 
-inline bool tryTakeToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+inline bool tryTakeToken(Poco::FastMutex& token) ORV_TRY_ACQUIRE(true, token) ORV_NO_THREAD_SAFETY_ANALYSIS
 {
     if (!token.tryLock())
     {
@@ -51,14 +51,14 @@ inline bool tryTakeToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
     return true;
 }
 
-inline void waitForToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+inline void waitForToken(Poco::FastMutex& token) ORV_ACQUIRE(token) ORV_NO_THREAD_SAFETY_ANALYSIS
 {
     token.lock();
     ORV_TOKEN_TAKEN(token);
 }
 
 // The caller's last touch of whatever the token protects, and of the token.
-inline void giveToken(Poco::FastMutex& token) ORV_NO_THREAD_SAFETY_ANALYSIS
+inline void giveToken(Poco::FastMutex& token) ORV_RELEASE(token) ORV_NO_THREAD_SAFETY_ANALYSIS
 {
     ORV_TOKEN_GIVEN(token);
     ORV_TOKEN_UNLOCK_SCOPE;

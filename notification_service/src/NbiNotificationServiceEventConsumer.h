@@ -58,7 +58,7 @@ private:
     bool _started ORV_GUARDED_BY(_mutex);
     Poco::FastMutex _mutex;
     uint64_t _sequenceNumber ORV_GUARDED_BY(_mutex);
-    Orv::CmEventConsumer<NbiNotificationServiceEventConsumer, 1> _eventConsumer;
+    Orv::CmEventConsumer<NbiNotificationServiceEventConsumer, 1> _eventConsumer ORV_GUARDED_BY(_mutex);
 };
 
 }  // namespace OrvNbiNotificationService

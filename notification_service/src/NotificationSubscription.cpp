@@ -339,7 +339,7 @@ void NotificationSubscription::checkQueue()
             NOTIF_TRACE(" << ");
             return;
         }
-        processQueue();
+        startRun();
     }
     catch (const Poco::NoThreadAvailableException& e)
     {
@@ -352,6 +352,12 @@ void NotificationSubscription::checkQueue()
         throw;
     }
     NOTIF_TRACE(" << ");
+}
+
+// The token goes over to the run, so for this thread it is given away here.
+void NotificationSubscription::startRun() ORV_NO_THREAD_SAFETY_ANALYSIS
+{
+    processQueue();
 }
 
 // The delivery run, on a pool thread.

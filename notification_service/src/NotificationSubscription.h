@@ -78,11 +78,13 @@ private:
     void appendDerived(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_filterMutex, _queueMutex);
     unsigned int queueSize();
     void checkQueue();
+    void startRun() ORV_RELEASE(_processMutex);
 
-    void processQueueImpl();
-    bool popFront(OrvOamSpiNbiNotificationValue_1*& notification);
-    OrvReturnT callHandler(OrvOamSpiNbiNotificationValue_1* notification);
-    AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification);
+    void processQueueImpl() ORV_RELEASE(_processMutex);
+    bool popFront(OrvOamSpiNbiNotificationValue_1*& notification) ORV_REQUIRES(_processMutex);
+    OrvReturnT callHandler(OrvOamSpiNbiNotificationValue_1* notification) ORV_REQUIRES(_processMutex);
+    AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification)
+        ORV_REQUIRES(_processMutex);
     static OrvOamSpiNbiNotificationValue_1* createOverflowNotification();
 
     Poco::ActiveMethod<void, void, NotificationSubscription, NotificationThreadStarter<NotificationSubscription>>
@@ -101,8 +103,8 @@ private:
     long long _startTime;
     long long _stopTime;
     bool _doReplay;
-    std::atomic<bool> _stopped;  // written without a lock, read under _queueMutex
-    bool _deregistering;         // touched only by the run that holds the token
+    std::atomic<bool> _stopped;                         // written without a lock, read under _queueMutex
+    bool _deregistering ORV_GUARDED_BY(_processMutex);  // the run's alone
     Poco::Timer _timer;
     Poco::Timer _heartbeatTimer;
     Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
