@@ -102,7 +102,10 @@ LooseLeaf::LooseLeaf(const lysc_node* schema, const std::string& value, const Fi
     // Incomplete is a value that refers to data.
     if (code && code != LY_EINCOMPLETE)
     {
-        throw ElementError(reasonOf(error, value));
+        const std::string reason = reasonOf(error, value);
+        // Some types also store a message for this thread, which would be taken for the cause of the next refusal.
+        ly_err_clean(schema->module->ctx, nullptr);
+        throw ElementError(reason);
     }
     _node.schema = schema;
     lyd_get_value(&_node.node);

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "ElementData.h"
 #include "ModelTestSupport.h"
 #include "SubtreeTestSupport.h"
 
@@ -400,6 +401,18 @@ TEST(SubtreeFilter, RefusesAValueThatTheTypeDoesNotAccept)
     EXPECT_THAT(refusal(typesModel(), "/types[place/latitude='x']"), HasSubstr("/orv-types:types/place/latitude: "));
     EXPECT_THAT(refusal(awkwardModel(), "/box[level='101']"), HasSubstr("/orv-awkward:box/level: "));
     EXPECT_THAT(refusal(awkwardModel(), "/row[id='-1']"), HasSubstr("/orv-awkward:row/id: "));
+}
+
+TEST(SubtreeFilter, ARefusedValueIsNotTakenForTheCauseOfTheNextRefusal)
+{
+    ElementData data(typesModel());
+    for (const char* value : {"/nope:types", "no path", "/orv-types:nothing"})
+    {
+        EXPECT_THAT(refusal(typesModel(), std::string("/types[an-instance='") + value + "']"),
+                    HasSubstr("Invalid instance-identifier"));
+        EXPECT_THAT(errorOf([&] { data.applyEdit(typesXml("<a-int8>300</a-int8>"), EditFormat::Xml); }),
+                    HasSubstr("\"300\""));
+    }
 }
 
 TEST(SubtreeFilter, RefusesTwoValuesOfOneLeaf)
