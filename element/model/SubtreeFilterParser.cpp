@@ -6,6 +6,7 @@
 #include <Poco/SAX/SAXParser.h>
 #include <Poco/String.h>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace OrvElement
@@ -76,11 +77,12 @@ public:
         _filters += open.isFilter ? 1 : 0;
         _open.push_back(std::move(open));
         checkAttributes(attributes);
-        if (_open.size() > FilterElement::MAX_DEPTH + 2)  // with the outermost and <filter>
+        if (depth() > FilterElement::MAX_DEPTH)
         {
             refuse("the filter is deeper than " + std::to_string(FilterElement::MAX_DEPTH) + " elements");
         }
-        if (++_elements > FilterElement::MAX_ELEMENTS)
+        _elements += depth() > 0 ? 1 : 0;
+        if (_elements > FilterElement::MAX_ELEMENTS)
         {
             refuse("there are more than " + std::to_string(FilterElement::MAX_ELEMENTS) + " elements");
         }
@@ -177,6 +179,13 @@ private:
         }
     }
 
+    // Of the innermost element. The outermost and <filter> stand around the filter, at depth 0.
+    std::size_t depth() const
+    {
+        const bool wrapped = _open.size() > 1 && _open[1].isFilter;
+        return _open.size() - (wrapped ? 2 : 1);
+    }
+
     // Of the innermost element.
     std::string path() const
     {
@@ -198,7 +207,7 @@ private:
     FilterElement::Prefixes _declared;                                          // for the element that comes next
 };
 
-// The text without byte order mark and XML declaration, which can only stand at the very beginning.
+// The text without byte order mark and with blanks for an XML declaration, which can only stand at the very beginning.
 std::string withoutDeclaration(const std::string& text)
 {
     std::size_t begin = text.compare(0, 3, BYTE_ORDER_MARK) == 0 ? 3 : 0;
@@ -216,7 +225,11 @@ std::string withoutDeclaration(const std::string& text)
     {
         throw ElementError("the text is not encoded in UTF-8");
     }
-    return text.substr(end + 2);
+    std::string blanked = text.substr(begin);
+    std::replace_if(
+        blanked.begin(), blanked.begin() + static_cast<std::ptrdiff_t>(end + 2 - begin),
+        [](char c) { return c != '\n'; }, ' ');
+    return blanked;
 }
 
 // The parser's message, with the position in the text that was given.

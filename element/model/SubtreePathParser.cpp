@@ -111,12 +111,12 @@ private:
         skipBlanks();
         FilterElement element = parseNode();
         element.condition = true;
+        skipBlanks();
         if (take('/'))
         {
             element.children.push_back(parseCondition(depth + 1));
             return element;
         }
-        skipBlanks();
         require('=');
         skipBlanks();
         element.value = parseLiteral();

@@ -134,6 +134,8 @@ TEST(SubtreeFilterParser, TellsWhereXmlIsMalformed)
     EXPECT_THAT(refusal("<a><b></a>"), StartsWith("malformed XML: Tag mismatch in line 1, column 9"));
     EXPECT_THAT(refusal("<a>\n<b x></a>"), HasSubstr("line 2, column 5"));
     EXPECT_THAT(refusal("<a x></a>"), HasSubstr("line 1, column 5"));
+    EXPECT_THAT(refusal("<?xml version='1.0'?><a x></a>"), HasSubstr("line 1, column 26"));
+    EXPECT_THAT(refusal("<?xml\nversion='1.0'?><a x></a>"), HasSubstr("line 2, column 20"));
     for (const char* xml : {"<a>", "<", "</a>", "<a/></subtree><subtree>", "<a/></subtree>", "<subtree>", "<p:a/>",
                             "<a>&x;</a>", "<a>\xFF</a>", "<a>\x01</a>", "<?xml version='1.0'", "<a/><?xml?>"})
     {
@@ -158,12 +160,15 @@ TEST(SubtreeFilterParser, RefusesDocumentTypes)
 
 TEST(SubtreeFilterParser, BoundsSizeDepthNumberAndPrefixes)
 {
-    EXPECT_EQ(refusal(nested(64)), "");
-    EXPECT_EQ(refusal("<filter>" + nested(64) + "</filter>"), "");
-    EXPECT_EQ(refusal(nested(66)), "the filter is deeper than 64 elements");
-    EXPECT_EQ(refusal(nested(10000)), "the filter is deeper than 64 elements");
-    EXPECT_EQ(refusal(repeated("<a/>", 4000)), "");
-    EXPECT_EQ(refusal(repeated("<a/>", 4097)), "there are more than 4096 elements");
+    for (const auto& [open, close] : {std::pair<const char*, const char*>("", ""), {"<filter>", "</filter>"}})
+    {
+        const auto within = [open = open, close = close](const std::string& xml) { return open + xml + close; };
+        EXPECT_EQ(refusal(within(nested(64))), "");
+        EXPECT_EQ(refusal(within(nested(65))), "the filter is deeper than 64 elements");
+        EXPECT_EQ(refusal(within(nested(10000))), "the filter is deeper than 64 elements");
+        EXPECT_EQ(refusal(within(repeated("<a/>", 4096))), "");
+        EXPECT_EQ(refusal(within(repeated("<a/>", 4097))), "there are more than 4096 elements");
+    }
     std::string declarations;
     for (int i = 0; i < 65; ++i)
     {

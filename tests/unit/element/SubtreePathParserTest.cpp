@@ -63,6 +63,7 @@ TEST(SubtreePathParser, TakesConditionsWithEitherQuote)
 {
     EXPECT_EQ(parsed("/a[b='1']"), "(a(b=1?))");
     EXPECT_EQ(parsed("/a[ m:b/c = \"it's ]\" ][d='']/e"), "(a(m:b?(c=it's ]?) d=? e))");
+    EXPECT_EQ(parsed("/a[ b / c\t/d = '1' ]"), "(a(b?(c?(d=1?))))") << "blanks around any part";
 }
 
 TEST(SubtreePathParser, NamesTheColumnOfWhatIsWrong)
