@@ -15,7 +15,8 @@ namespace OrvElement
 // all three. EXPRESSION is a POSIX extended regular expression that must match up to the end of the DN or, for a
 // change, of "DN,attribute". SUBTREE is a text that SubtreeFilter takes; what it means depends on a model, so here it
 // is only kept. Several filters, of either form but not of both, combine by "or"; none takes everything. A semicolon
-// inside a value is written "\;". TIME is what parseTime takes. Threads: as any value.
+// inside a value is written "\;". TIME is what parseTime takes.
+// Threads: as any value.
 struct SubscriptionSpec
 {
     enum : int64_t

@@ -16,9 +16,9 @@ namespace OrvElement
 // at the first call, and the search for a node by its schema (lyd_find_path, lyd_find_sibling_val without a value),
 // which exchanges a function of the parent's hash table while it searches. settle() does the first once for all;
 // readers leave the second alone. The rest (walking, printing, copying, the search for a list entry or for a node's
-// counterpart) touches nothing but the context's dictionary, which has a lock of its own. Threads:   one at a time
-// while it is built; once settle() has run and nobody changes it, any number may read it. Ownership: the nodes. The
-// context must outlive the tree.
+// counterpart) touches nothing but the context's dictionary, which has a lock of its own.
+// Threads:   one at a time while it is built; once settle() has run and nobody changes it, any number may read it.
+// Ownership: the nodes. The context must outlive the tree.
 class DataTree
 {
 public:
