@@ -34,6 +34,17 @@ bool fails(const pthread_mutex_t* mutex, MutexFault::Operation operation)
     return everyCallFails.load() || callsUntilFault.fetch_sub(1) == 1;
 }
 
+std::function<void(LockNotice::Operation)> whenItLocks(std::function<void()> action)
+{
+    return [action](LockNotice::Operation operation)
+    {
+        if (operation == LockNotice::locks)
+        {
+            action();
+        }
+    };
+}
+
 }  // namespace
 
 MutexFault::MutexFault(const Poco::FastMutex& mutex, Operation operation, Where where, unsigned int nth)
@@ -61,10 +72,25 @@ MutexFault::~MutexFault()
     faultyMutex.store(nullptr);
 }
 
-LockNotice::LockNotice(const Poco::FastMutex& mutex, std::function<void()> action)
-    : _mutex(mutex._mutex), _owner(pthread_self()), _action(std::move(action))
+LockNotice::LockNotice(const pthread_mutex_t& mutex, std::function<void(Operation)> action)
+    : _mutex(mutex), _owner(pthread_self()), _action(std::move(action))
 {
     lockNotice.store(this);
+}
+
+LockNotice::LockNotice(const Poco::FastMutex& mutex, std::function<void(Operation)> action)
+    : LockNotice(mutex._mutex, std::move(action))
+{
+}
+
+LockNotice::LockNotice(const Poco::FastMutex& mutex, std::function<void()> action)
+    : LockNotice(mutex._mutex, whenItLocks(std::move(action)))
+{
+}
+
+LockNotice::LockNotice(const Poco::Mutex& mutex, std::function<void()> action)
+    : LockNotice(mutex._mutex, whenItLocks(std::move(action)))
+{
 }
 
 LockNotice::~LockNotice()
@@ -72,16 +98,18 @@ LockNotice::~LockNotice()
     lockNotice.store(nullptr);
 }
 
-void LockNotice::beforeLock(const pthread_mutex_t* mutex) const
+void LockNotice::before(Operation operation, const pthread_mutex_t* mutex)
 {
-    if (mutex == &_mutex && pthread_equal(pthread_self(), _owner) == 0)
+    const LockNotice* const notice = lockNotice.load();
+    if (notice != nullptr && mutex == &notice->_mutex && pthread_equal(pthread_self(), notice->_owner) == 0)
     {
-        _action();
+        notice->_action(operation);
     }
 }
 
 }  // namespace OrvTest
 
+using OrvTest::LockNotice;
 using OrvTest::MutexFault;
 
 extern "C"
@@ -92,21 +120,19 @@ extern "C"
 
     int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
     {
-        const OrvTest::LockNotice* const notice = OrvTest::lockNotice.load();
-        if (notice != nullptr)
-        {
-            notice->beforeLock(mutex);
-        }
+        LockNotice::before(LockNotice::locks, mutex);
         return OrvTest::fails(mutex, MutexFault::lockFails) ? EINVAL : __real_pthread_mutex_lock(mutex);
     }
 
     int __wrap_pthread_mutex_trylock(pthread_mutex_t* mutex)
     {
+        LockNotice::before(LockNotice::triesToLock, mutex);
         return OrvTest::fails(mutex, MutexFault::tryLockFails) ? EINVAL : __real_pthread_mutex_trylock(mutex);
     }
 
     int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex)
     {
+        LockNotice::before(LockNotice::unlocks, mutex);
         // Before the mutex is free: from then on the next call may come.
         const bool failing = OrvTest::fails(mutex, MutexFault::unlockFails);
         const int result = __real_pthread_mutex_unlock(mutex);

@@ -44,23 +44,35 @@ private:
     MutexFault(const pthread_mutex_t& mutex, Operation operation, Where where, unsigned int nth);
 };
 
-// While it lives, the action runs before each attempt of another thread to lock the mutex, on that thread. Together
-// with a thread that holds the mutex this tells that the other one has come to wait. One at a time.
+// While it lives, the action runs before what other threads do with the mutex, on those threads: each attempt to lock
+// it or, in the second form, every operation, whose kind the action is given. Together with a thread that holds the
+// mutex this tells that the other one has come to wait. One at a time.
 class LockNotice
 {
 public:
+    enum Operation
+    {
+        locks,
+        triesToLock,
+        unlocks
+    };
+
     LockNotice(const Poco::FastMutex& mutex, std::function<void()> action);
+    LockNotice(const Poco::FastMutex& mutex, std::function<void(Operation)> action);
+    LockNotice(const Poco::Mutex& mutex, std::function<void()> action);
     ~LockNotice();
 
     LockNotice(const LockNotice&) = delete;
     LockNotice& operator=(const LockNotice&) = delete;
 
-    void beforeLock(const pthread_mutex_t* mutex) const;
+    static void before(Operation operation, const pthread_mutex_t* mutex);
 
 private:
+    LockNotice(const pthread_mutex_t& mutex, std::function<void(Operation)> action);
+
     const pthread_mutex_t& _mutex;
     const pthread_t _owner;
-    const std::function<void()> _action;
+    const std::function<void(Operation)> _action;
 };
 
 }  // namespace OrvTest
