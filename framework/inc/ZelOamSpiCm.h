@@ -92,4 +92,7 @@ static_assert(offsetof(ZelOamSpiModelRepositoryClass_3, getFirstAttribute) == 40
 static_assert(offsetof(ZelOamSpiModelRepositoryAttribute_3, getGeneralProperties) == 0, "sub-table 9: function 1");
 static_assert(offsetof(ZelOamSpiModelRepositoryAttribute_3, getNextAttribute) == 24, "sub-table 9: function 4");
 static_assert(offsetof(ZelOamSpiModelRepositoryAttribute_3, getAttributeFlag) == 40, "sub-table 9: function 6");
+static_assert(offsetof(ZelOamSpiModelRepository_3, t1) == 24, "model repository 3: sub-table 1");
+static_assert(offsetof(ZelOamSpiModelRepository_3, t2) == 32, "model repository 3: sub-table 2");
+static_assert(offsetof(ZelOamSpiModelRepository_3, t4) == 48, "model repository 3: sub-table 4");
 static_assert(offsetof(ZelOamSpiModelRepository_3, t9) == 88, "model repository 3: nine sub-tables");

@@ -9,9 +9,10 @@
 #include "ZelOamSpiMoAttributeValue_3.h"
 #include "ZelTypes.h"
 
-// Kinds of notification. 1 to 3 are changes of objects, 4 to 9 are control records. These carry no dn, with one
-// exception: after a delete that a subtree filter has told by DNs of its own, and before the next change, they come
-// once for each of these DNs.
+// Kinds of notification. 1 to 3 are changes of objects, 4 to 9 are control records. The service makes these without a
+// dn; one that a producer has pushed keeps the producer's. In one case they come with other DNs: after a delete for
+// which a subtree filter has found DNs of its own, and before the next change, a 7, 8 or 9 of the service and every
+// pushed control record come once for each of these DNs. The service's own 4, 5 and 6 never do.
 enum OrvOamSpiNbiNotificationType_1 : int32_t
 {
     objectCreated = 1,
@@ -29,7 +30,7 @@ enum OrvOamSpiNbiNotificationType_1 : int32_t
 struct OrvOamSpiNbiNotificationValue_1
 {
     int64_t eventTime;         // microseconds since the Unix epoch
-    char* dn;                  // external form; null in a control record, see above
+    char* dn;                  // external form; null in most control records, see above
     uint32_t txHandle;         // transaction that caused the change; no meaning in a control record
     uint32_t sequenceNumber;   // no meaning in a control record
     int32_t notificationType;  // a value of OrvOamSpiNbiNotificationType_1
@@ -60,6 +61,14 @@ struct OrvOamSpiNbiNotificationHandler_1
 // name: "objectCreated", "objectDeleted" or "attributeChanged". value: a POSIX extended regular expression that must
 // match up to the very end of the DN, or of the DN, a comma and, for a changed attribute, its name. An expression that
 // does not compile is logged and matches nothing.
+// So is one that could take exponential time or memory. Counting what stands under {m,n} as if it was written out n
+// times, under {m,} m + 1 times and under + twice, an expression has
+//   - at most 16384 characters, where a bracket such as [a-z] is one;
+//   - at most 100 operators: . [ ( | ^ $ * + ? and escapes such as \w; what stands under {m,n} counts at least n;
+//   - at most 4 anchors in one branch: ^ $ \b \B \< \> \` \';
+//   - no * + or {m,} behind what can be empty, as in (a*)* or (^)+;
+//   - no back references: \1 to \9.
+// Within these limits the time of a match still grows with the square of the DN's length.
 struct OrvNameValuePair
 {
     const char* name;

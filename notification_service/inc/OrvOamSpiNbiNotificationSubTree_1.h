@@ -32,6 +32,8 @@
 //     replay, on the thread that subscribes, both taken to have the system's default stack size: stay below a thousand
 //     levels. A tree that refers to itself ends the process when an object in the loop or above it is deleted.
 //   - Pointers are valid or null. A node whose className is null matches nothing.
+//   - Attributes and members of structs are named. A null name of an attribute, in attributeMatch or as attributeName,
+//     is handed to the framework as it is; a condition on a member without a name is passed over.
 //   - The pointers named "first value" below lead to a value of the type code that stands beside it.
 //   - A structureContainment names an attribute whose values are structs (type code 13): the value is followed as one.
 #pragma once
@@ -65,4 +67,16 @@ struct OrvOamSpiNbiNotificationSubTree_1
     StructContainment** structureContainments;             // conditions on struct-valued attributes
 };
 
+static_assert(offsetof(StructContainment, attributeName) == 0, "the conditions on a struct are fixed");
+static_assert(offsetof(StructContainment, reserved) == 8, "the conditions on a struct are fixed");
+static_assert(offsetof(StructContainment, members) == 16, "the conditions on a struct are fixed");
+static_assert(sizeof(StructContainment) == 24, "the conditions on a struct are fixed");
+
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, className) == 0, "field 1");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, keyAttribute) == 8, "field 2");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, attributeMatch) == 16, "field 3");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, attributeSelection) == 24, "field 4");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, classSelection) == 32, "field 5");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, containments) == 40, "field 6");
+static_assert(offsetof(OrvOamSpiNbiNotificationSubTree_1, structureContainments) == 48, "field 7");
 static_assert(sizeof(OrvOamSpiNbiNotificationSubTree_1) == 56, "the node is fixed");

@@ -105,7 +105,7 @@ private:
     unsigned int nextSubscriptionHandle ORV_GUARDED_BY(handlerMutex);
     std::map<unsigned int, HandlerContainer> handlers ORV_GUARDED_BY(handlerMutex);
     Poco::FastMutex handlerMutex;
-    std::atomic<ZelOamSpiModelRepository_3*> modelRepository;  // the last one that getKeyName was given
+    std::atomic<ZelOamSpiModelRepository_3*> modelRepository;  // what getKeyName found last, null if nothing
 };
 
 }  // namespace OrvNbiNotificationService
