@@ -303,6 +303,9 @@ TEST(SubtreeFilter, PutsAllSelectedOutermostLeavesIntoOneTree)
                 ElementsAre("ManagedElement{@top-leaf @summit}", "ManagedElement{#box}"));
     EXPECT_THAT(treesOf(model, {"/{top-leaf,orv-augment-one:summit}"}),
                 ElementsAre("ManagedElement{@top-leaf @summit}"));
+    EXPECT_THAT(treesOf(model, {"/top-leaf", "/orv-augment-one:summit"}),
+                ElementsAre("ManagedElement{@top-leaf}", "ManagedElement{@summit}"))
+        << "but those of two texts are alternatives";
     EXPECT_THAT(treesOf(model, {"<top-leaf/><top-leaf>x</top-leaf>"}),
                 ElementsAre("ManagedElement{@top-leaf}", "ManagedElement[top-leaf:9=x]"));
 }
