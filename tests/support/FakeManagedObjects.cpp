@@ -195,6 +195,12 @@ void FakeManagedObjects::setNullValues(const std::string& dn, const std::string&
     _objects[dn][name] = {type, {}, false, count};
 }
 
+void FakeManagedObjects::setStatus(int32_t status)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _status = status;
+}
+
 void FakeManagedObjects::removeAttribute(const std::string& dn, const std::string& name)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -224,6 +230,18 @@ void FakeManagedObjects::answerNullNames()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _answersNullNames = true;
+}
+
+void FakeManagedObjects::leaveFlagsUnwritten()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _writesFlags = false;
+}
+
+void FakeManagedObjects::leaveNamesUnwritten()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _writesNames = false;
 }
 
 unsigned int FakeManagedObjects::opened() const
@@ -321,7 +339,7 @@ ZelReturnT FakeManagedObjects::getMoAttribute(unsigned long transaction, const c
     const Data& data = object->second.at(attributeName);
     const std::shared_ptr<Result> given = std::make_shared<Result>();
     open->second.push_back(given);
-    result->status = OrvOk;
+    result->status = _status;
     result->value = data.noValue ? nullptr : given->container(data.type, data.values);
     if (data.nullValues != 0)
     {
@@ -414,7 +432,10 @@ ZelReturnT FakeManagedObjects::getAttributeFlag(uint64_t attribute, unsigned int
         return _walksPastTheEnd && attributeAt(attribute - 1) != nullptr ? static_cast<ZelReturnT>(OrvNotFound)
                                                                          : misuse();
     }
-    *flag = found->second;
+    if (_writesFlags)
+    {
+        *flag = found->second;
+    }
     return OrvOk;
 }
 
@@ -450,7 +471,10 @@ ZelReturnT FakeManagedObjects::getPropertyText(uint64_t properties, unsigned int
     {
         return misuse();
     }
-    *text = _answersNullNames ? nullptr : found->first.c_str();
+    if (_writesNames)
+    {
+        *text = _answersNullNames ? nullptr : found->first.c_str();
+    }
     return OrvOk;
 }
 

@@ -68,6 +68,8 @@ public:
     void setNoValue(const std::string& dn, const std::string& name);
     // A read that succeeds with a null pointer where so many values should stand.
     void setNullValues(const std::string& dn, const std::string& name, ZelOamSpiMoAttributeType_3 type, uint32_t count);
+    // What the first field of every result says from now on; 0 at first.
+    void setStatus(int32_t status);
     void removeAttribute(const std::string& dn, const std::string& name);
     // The object alone, not those below it.
     void removeObject(const std::string& dn);
@@ -79,6 +81,9 @@ public:
     void walkPastTheEnd();
     // From now on a name is answered as a null pointer, with success.
     void answerNullNames();
+    // From now on a flag, or a name, is answered with success and without writing it.
+    void leaveFlagsUnwritten();
+    void leaveNamesUnwritten();
 
     // Transactions since the beginning, and the handles that are open now, ascending.
     unsigned int opened() const;
@@ -137,6 +142,9 @@ private:
     std::vector<std::unique_ptr<Class>> _classes;
     bool _walksPastTheEnd = false;
     bool _answersNullNames = false;
+    bool _writesFlags = true;
+    bool _writesNames = true;
+    int32_t _status = 0;
     std::map<unsigned long, std::vector<std::shared_ptr<Result>>> _open;
     unsigned int _opened = 0;
     unsigned int _closed = 0;

@@ -2,6 +2,7 @@
 #include <Poco/Exception.h>
 
 #include <cerrno>
+#include <set>
 
 #include "AllocationFault.h"
 #include "MutexFault.h"
@@ -9,13 +10,17 @@
 #include "NotificationSubscription.h"
 #include "OrvException.h"
 #include "PipeMessage.h"
+#include "RfcSubscriptionFilter.h"
 #include "SelectScript.h"
 #include "ServiceHooks.h"
 #include "ShellTest.h"
+#include "SubtreeBuilder.h"
+#include "Trace.h"
 
 using namespace OrvNbiNotificationService;
 using namespace OrvTest;
-using testing::IsEmpty;
+using testing::Contains;
+using testing::IsSupersetOf;
 
 namespace
 {
@@ -96,6 +101,66 @@ protected:
         EXPECT_EQ(table().unregisterHandler(handlerId), OrvOk);
     }
 
+    void serveTrees()
+    {
+        const unsigned int handlerId = registerHandler();
+        Trees none;
+        Trees trees({node("A")});
+        EXPECT_EQ(table().rfcFilterSubscribe(handlerId, none.get(), 4, 0, 0, false, 0), OrvBadArgument);
+        EXPECT_EQ(table().rfcFilterSubscribe(99, trees.get(), 4, 0, 0, false, 0), OrvBadArgument);
+        {
+            AllocationFault fault(sizeof(RfcSubscriptionFilter), [] { throw Orv::OrvException("no tree"); });
+            EXPECT_EQ(table().rfcFilterSubscribe(handlerId, trees.get(), 4, 0, 0, false, 0), OrvBadArgument);
+        }
+        EXPECT_EQ(table().rfcFilterSubscribe(handlerId, trees.get(), 4, 0, 0, false, 0), OrvOk);
+        EXPECT_EQ(table().unsubscribe(4), OrvOk);
+    }
+
+    void readTheModel()
+    {
+        framework.objects().addKeyClass("B", {{"label", false}, {"bId", true}});
+        framework.objects().setInt32("A=1", "x", 5);
+        std::string keyName;
+        EXPECT_EQ(component().getKeyName("A=1,C=*", keyName), OrvFailure);
+        EXPECT_EQ(component().getKeyName("A=1,B=*", keyName), OrvOk);
+        EXPECT_EQ(keyName, "bId");
+        ZelMoAttributeValueResult_3 result = {0, nullptr};
+        unsigned long transaction = 0;
+        EXPECT_EQ(component().getAttributeValue("A=1", "x", &result, transaction), OrvOk);
+        EXPECT_EQ(result.value->values[0].i32, 5);
+        EXPECT_EQ(component().endTransaction(transaction), OrvOk);
+        framework.withdraw("ZelOamSpiManagedObject");
+        EXPECT_EQ(component().getAttributeValue("A=1", "x", &result, transaction), OrvFailure);
+        EXPECT_EQ(component().endTransaction(transaction), OrvFailure);
+        framework.restore("ZelOamSpiManagedObject");
+    }
+
+    // The trees' entry and the model access write for the service's own subsystem.
+    void expectOwnSubsystem()
+    {
+        const std::set<std::string> functions = {"_rfcFilterSubscribe", "rfcFilterSubscribe", "addSubscription",
+                                                 "getAttributeValue",   "endTransaction",     "getKeyName"};
+        std::vector<std::string> told;
+        for (const LogLine& line : lines())
+        {
+            if (line.source == LogLine::traceV2 && functions.count(line.function) != 0)
+            {
+                EXPECT_EQ(line.subsystem, Orv::Trace::Notif) << describe(line);
+                told.push_back(line.text);
+            }
+        }
+        if (GetParam() >= 3)
+        {
+            EXPECT_THAT(told, IsSupersetOf({"Empty Filter - A Rfc Subscription without filters is not allowed.",
+                                            "Handler (99) not found.", "Failed to add subscription. no tree",
+                                            "could not get MOC handle", "Could not lookup cmrouterservice"}));
+        }
+        if (GetParam() > 7)
+        {
+            EXPECT_THAT(told, Contains("Adding RFC Subscription to NotificationServiceRunnable"));
+        }
+    }
+
     void takeIn()
     {
         CmEvent event(1000000, 7);
@@ -137,6 +202,8 @@ TEST_P(LogLevel, ChangesNothingButWhatIsWritten)
     EXPECT_EQ(start(), OrvOk) << "already started";
     ASSERT_TRUE(framework.router().waitForSubscriptions(CLOCK_EVENT_TYPE, 1, RecordingHandler::TIMEOUT_SECONDS));
     serve();
+    serveTrees();
+    readTheModel();
     takeIn();
     disturbTheThread();
     {
@@ -156,6 +223,7 @@ TEST_P(LogLevel, ChangesNothingButWhatIsWritten)
         }
         traces = traces || line.source == LogLine::trace;
     }
+    expectOwnSubsystem();
     EXPECT_EQ(logs, GetParam() >= 3);
     EXPECT_EQ(traces, GetParam() > 7);
 }

@@ -157,6 +157,30 @@ TEST_F(NbiNotificationServiceCMSubtree, TracesThatItAddsASubscriptionOnceTheServ
     EXPECT_THAT(traces(lines()), Not(Contains(ADDING))) << "the other form says nothing of the kind";
 }
 
+TEST_F(NbiNotificationServiceCMSubtree, TracesThatItAddsASubscriptionBeforeItTakesTheHandlersLock)
+{
+    startService();
+    const unsigned int handlerId = registerHandler();
+    framework.setLevel(8);
+    unsigned int free = 0;
+    framework.log().whenLine(LogLine::trace, ADDING, [&] { free += lockIsFree() ? 1 : 0; });
+    EXPECT_EQ(subscribeSubtree(handlerId, 1), OrvOk);
+    EXPECT_EQ(subscribeSubtree(17, 2), OrvBadArgument);
+    framework.log().whenLine(LogLine::log, "", nullptr);
+    EXPECT_EQ(free, 2u);
+}
+
+TEST_F(NbiNotificationServiceCMSubtree, ReportsAnUnknownHandlerWithTheHandlersLockHeld)
+{
+    startService();
+    unsigned int held = 0;
+    framework.log().whenLine(LogLine::log, "Handler (17) not found.", [&] { held += lockIsFree() ? 0 : 1; });
+    EXPECT_EQ(subscribeSubtree(17, 1), OrvBadArgument);
+    framework.log().whenLine(LogLine::log, "", nullptr);
+    EXPECT_EQ(held, 1u);
+    EXPECT_TRUE(lockIsFree());
+}
+
 TEST_F(NbiNotificationServiceCMSubtree, HoldsTheHandlersLockFromTheFilterToTheSubscription)
 {
     startService();
