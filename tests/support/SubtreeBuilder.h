@@ -105,7 +105,8 @@ public:
     Node& structure(const std::string& attribute, const std::vector<Attribute>& members)
     {
         _parts->members.emplace_back(members);
-        _parts->structs.push_back({_parts->keep(attribute), 0, _parts->members.back().get()});
+        const int32_t unread = 4711;
+        _parts->structs.push_back({_parts->keep(attribute), unread, _parts->members.back().get()});
         _parts->record.structureContainments = _parts->structures.add(&_parts->structs.back());
         return *this;
     }

@@ -115,6 +115,22 @@ TEST_F(RfcAttributeListMatch, TracesEachNameOnceAndEveryEntryThatBearsIt)
                                          "AttributeSelection: Attributes in notification x"));
     EXPECT_FALSE(select({}, {x}));
     EXPECT_THAT(newTraces(), IsEmpty());
+    EXPECT_FALSE(select({"x", "y"}, {})) << "nothing to compare them with";
+    EXPECT_THAT(newTraces(), ElementsAre("AttributeSelection: Attributes in subscription x",
+                                         "AttributeSelection: Attributes in subscription y"));
+}
+
+TEST_F(RfcAttributeListMatch, PassesOverAnAttributeWithoutAName)
+{
+    const AttributeArray attributes({x, y});
+    attributes.get()[0]->name = nullptr;
+    Trees names({node("A").select({"", "y"})});
+    newTraces();
+    EXPECT_TRUE(filter.attributeListMatch(names.get()[0]->attributeSelection, attributes.get()));
+    EXPECT_THAT(filter.selectedAttributes, ElementsAre(attributes.get()[1]));
+    EXPECT_THAT(newTraces(), ElementsAre("AttributeSelection: Attributes in subscription ",
+                                         "AttributeSelection: Attributes in subscription y",
+                                         "AttributeSelection: Attributes in notification y"));
 }
 
 class RfcGetMoAttribute : public RfcAttributeComparison

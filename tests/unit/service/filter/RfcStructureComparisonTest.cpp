@@ -36,12 +36,15 @@ protected:
     // next.
     bool meets(const std::vector<Attribute>& conditions, const std::vector<MemberOfStruct>& members)
     {
+        return meets(AttributeArray(conditions), members);
+    }
+    bool meets(const AttributeArray& conditions, const std::vector<MemberOfStruct>& members)
+    {
         framework.objects().setStruct("A=1", "s", members);
         ZelMoAttributeValueResult_3 result = {0, nullptr};
         EXPECT_EQ(filter.getMoAttribute("A=1", "s", &result, _transaction), OrvOk);
-        const AttributeArray array(conditions);
         newTraces();
-        return filter.compareStructures(array.get(), &result.value->values[0]);
+        return filter.compareStructures(conditions.get(), &result.value->values[0]);
     }
 
     static MemberOfStruct int32Member(const std::string& name, const std::vector<int32_t>& values)
@@ -189,6 +192,18 @@ TEST_F(RfcCompareStructures, ComparesNamesExactly)
 TEST_F(RfcCompareStructures, PassesOverAMemberWithoutAName)
 {
     EXPECT_TRUE(meets({int32Attribute("a", 2), int32Attribute("", 2)}, {withoutName(), int32Member("a", {2})}));
+}
+
+TEST_F(RfcCompareStructures, PassesOverAConditionWithoutAName)
+{
+    const AttributeArray conditions({int32Attribute("", 2), int32Attribute("a", 1)});
+    conditions.get()[0]->name = nullptr;
+    EXPECT_TRUE(meets(conditions, {withoutName(), int32Member("", {1}), int32Member("a", {1})}));
+    const Texts walk = {member("(null)"), member(""), member("a")};
+    Texts expected = walk;
+    expected.insert(expected.end(), walk.begin(), walk.end());
+    expected.insert(expected.end(), {COMPARING, MATCHED, HOLDS});
+    EXPECT_EQ(newTraces(), expected);
 }
 
 TEST_F(RfcCompareStructures, TakesTheTypeFromTheConditionAlone)

@@ -280,6 +280,18 @@ TEST_F(RfcSubtreeContentTest, AConditionWithoutAValueHoldsForNothing)
     EXPECT_EQ(transactions(), Transactions(1, 1));
 }
 
+TEST_F(RfcSubtreeContentTest, TheStatusInAResultIsNotLookedAt)
+{
+    filterOf({node("A").match(int32Attribute("x", 1)).structure("s", {member("m", 1)})});
+    objects.setInt32("A=1", "x", 1);
+    objects.setStruct("A=1", "s", {held("m", 1)});
+    objects.setStatus(17);
+
+    EXPECT_TRUE(avc("A=1"));
+
+    EXPECT_EQ(transactions(), Transactions(2, 2));
+}
+
 TEST_F(RfcSubtreeContentTest, ATransactionThatDoesNotCloseChangesNothing)
 {
     filterOf({node("A").match(int32Attribute("x", 1)).structure("s", {member("m", 1)})});

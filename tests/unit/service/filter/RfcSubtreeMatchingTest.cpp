@@ -118,6 +118,27 @@ TEST_F(RfcSubtreeMatchingTest, TypesThatPassUnmatchedLeaveTheFindingsAlone)
     }
 }
 
+TEST_F(RfcSubtreeMatchingTest, AnEmptyListLeavesTheFindingsAlone)
+{
+    OrvNbiNotificationService::RfcSubscriptionFilter& filter = filterOf({});
+    const Node root = node("B");
+    const AttributeArray attributes({int32Attribute("x", 1)});
+    filter.classes = {"B"};
+    filter.keys = {"2"};
+    filter.deleteDns = {"B=2"};
+    filter.subTreeRoots = {root.get()};
+    filter.selectedAttributes = {attributes.get()[0]};
+    for (const int32_t type : {+objectDeleted, +attributeChanged, +heartbeatNotification})
+    {
+        EXPECT_TRUE(match("A=1", type, {int32Attribute("y", 1)}));
+        EXPECT_THAT(filter.classes, ElementsAre("B")) << type;
+        EXPECT_THAT(filter.keys, ElementsAre("2")) << type;
+        EXPECT_THAT(deleteDns(), ElementsAre("B=2")) << type;
+        EXPECT_THAT(roots(), ElementsAre("B")) << type;
+        EXPECT_THAT(selected(), ElementsAre("x")) << type;
+    }
+}
+
 TEST_F(RfcSubtreeMatchingTest, EveryMatchedTypeClearsTheFindingsFirst)
 {
     OrvNbiNotificationService::RfcSubscriptionFilter& filter = filterOf({node("A")});

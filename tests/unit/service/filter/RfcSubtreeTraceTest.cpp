@@ -52,6 +52,14 @@ std::vector<Scenario> scenariosOfThePath()
          false,
          {"DN in notification is B=1, type of notification 3 ", "Matching the notification to filter ",
           "Depth in className A is 1", "Match failed returning false "}},
+        {"a node without a class",
+         {node(nullptr)},
+         "A=1",
+         attributeChanged,
+         {},
+         false,
+         {"DN in notification is A=1, type of notification 3 ", "Matching the notification to filter ",
+          "Depth in className (null) is 1", "Match failed returning false "}},
         {"the DN ends above the child; two trees",
          {node("A").child(node("B")), node("C")},
          "A=1",
@@ -383,6 +391,30 @@ TEST_F(RfcSubtreeTraceTest, ATransactionThatDoesNotCloseIsNotToldToHaveEnded)
     const auto second = std::find(texts.begin(), texts.end(), "Matching Structure Containments A=1 t ");
     EXPECT_EQ(std::count(texts.begin(), second, "Transaction ended"), 0);
     EXPECT_EQ(std::count(second, texts.end(), "Transaction ended"), 1);
+}
+
+TEST_F(RfcSubtreeTraceTest, AFailureIsToldBeforeItsTransactionIsClosed)
+{
+    fill(objects);
+    std::string toldLast;
+    framework.plan().whenCalled("closeTransaction",
+                                [&]
+                                {
+                                    const Texts texts = newTraces();
+                                    toldLast = texts.empty() ? "" : texts.back();
+                                });
+    const std::vector<std::pair<Node, const char*>> failures = {
+        {node("A").match(stringAttribute("x", "1")), "In Attribute match, types mismatch !"},
+        {node("A").match(int32Attribute("x", 2)), "Attribute match fails"},
+        {node("A").structure("s", {int32Attribute("m", 2)}), "Structure s match fails "}};
+    for (const auto& failure : failures)
+    {
+        filterOf({failure.first});
+        newTraces();
+        EXPECT_FALSE(avc("A=1"));
+        EXPECT_EQ(toldLast, failure.second);
+    }
+    EXPECT_EQ(transactions(), Transactions(3, 3));
 }
 
 TEST_F(RfcSubtreeTraceTest, ARecordWithoutADnIsToldAsSuch)
