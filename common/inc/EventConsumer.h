@@ -44,6 +44,7 @@ public:
           _portal(Portal::instance())
     {
         assert(_instance == __null);
+        lastCallbackEnded();  // made before this object is, and so gone after it
         _instance = this;
     }
 
@@ -53,7 +54,7 @@ public:
         _instance = nullptr;
         while (_callbacks != 0)
         {
-            _lastCallbackEnded.wait();
+            lastCallbackEnded().wait();
         }
     }
 
@@ -76,7 +77,7 @@ public:
             ORV_LOG(Trace::Common, 3, "Could not register consumer");
             abort();
         }
-        buildFilter(filter);
+        buildFilterFor(*router, filter);
         if (router->addSubscription(_handle, _eventType.c_str(), _filter) != OrvOk)
         {
             ORV_LOG(Trace::Common, 3, "Could not add subscription");
@@ -114,8 +115,13 @@ public:
     {
         ORV_TRACE(Trace::Common, " >> ");
         const CallbackScope scope;
-        assert(_instance);
-        EventConsumer* const consumer = _instance;
+        EventConsumer* consumer = nullptr;
+        while (consumer == nullptr)
+        {
+            // The object may go between the two looks: then there is none.
+            assert(_instance);
+            consumer = _instance;
+        }
         try
         {
             (consumer->_subscriber->*consumer->_member)(eventType, value);
@@ -144,10 +150,26 @@ private:
         {
             if (--_callbacks == 0 && _instance == nullptr)
             {
-                _lastCallbackEnded.set();
+                lastCallbackEnded().set();
             }
         }
     };
+
+    // Where there is no memory for the filter, the router must not keep a consumer that may soon be gone.
+    void buildFilterFor(const OrvOamSpiEventRouter_1& router, const std::vector<NameValuePair>& filter)
+    {
+        try
+        {
+            buildFilter(filter);
+        }
+        catch (...)
+        {
+            _memory.clear();
+            _filter = nullptr;
+            router.unregisterConsumer(_handle, &_consumer);
+            throw;
+        }
+    }
 
     // The router keeps the array, so it must outlive the caller's vector.
     void buildFilter(const std::vector<NameValuePair>& filter)
@@ -185,7 +207,12 @@ private:
 
     // Not the object's: a callback's last touch of them may come after its end.
     static std::atomic<unsigned int> _callbacks;
-    static Poco::Event _lastCallbackEnded;
+    static Poco::Event& lastCallbackEnded()
+    {
+        // Made at first use: nothing happens when the library is loaded.
+        static Poco::Event theEvent;
+        return theEvent;
+    }
 };
 
 template <typename SubscriberT, int instanceNumber>
@@ -193,8 +220,5 @@ std::atomic<EventConsumer<SubscriberT, instanceNumber>*> EventConsumer<Subscribe
 
 template <typename SubscriberT, int instanceNumber>
 std::atomic<unsigned int> EventConsumer<SubscriberT, instanceNumber>::_callbacks{0};
-
-template <typename SubscriberT, int instanceNumber>
-Poco::Event EventConsumer<SubscriberT, instanceNumber>::_lastCallbackEnded;
 
 }  // namespace Orv
