@@ -2,13 +2,24 @@
 
 #include <regex.h>
 
+#include <Poco/Mutex.h>
+
+#include <chrono>
 #include <string>
+
+#include "ThreadSafety.h"
 
 namespace Orv
 {
 
-// A POSIX regular expression, compiled once.
-// Threads:   match may be called by several threads at once.
+// A POSIX regular expression, compiled once, and anew now and then. An expression whose compilation or matching could
+// take the C library exponential time or memory is not compiled at all:
+//   - one with back references, \1 to \9;
+//   - one with * or + or {m,} behind something that can be empty, as in (a*)* or (^)+;
+//   - one that is too long, or has too many operators or anchors. What is repeated by {m,n} is counted as if it was
+//     written out.
+// Time of a match: at worst the square of the subject's length.
+// Threads:   match may be called by several threads at once; it takes _mutex, as the C library would take its own.
 // Ownership: the compiled form is this object's; expression and subject are only read. Both end at their first NUL.
 // Failure:   an expression that does not compile is kept and matches nothing.
 class RegularExpression
@@ -16,9 +27,13 @@ class RegularExpression
 public:
     enum
     {
-        // Of the characters ( * + ? { ^ $ anywhere in an expression. The C library's compiler recurses for them and
-        // would overflow the stack; an expression with more is not compiled.
-        MAX_OPERATORS = 2000
+        // Characters, each bracket counting as one.
+        MAX_LENGTH = 16384,
+        // Of these: . [ ( | ^ $ * + ? and escapes like \w. What stands under {m,n} counts n times and at least n, under
+        // {m,} m + 1 times, and under + twice.
+        MAX_OPERATORS = 100,
+        // Of these, in one branch: ^ $ \b \B \< \> \` and \'.
+        MAX_ANCHORS = 4
     };
 
     // compileFlags: those of regcomp. An expression that does not compile is no error here: see isExpressionValid.
@@ -29,13 +44,22 @@ public:
 
     // Non-zero if the expression matches; matches, an array of maxMatches, is filled the POSIX way. It may be null.
     // 0 without a look at the subject for an expression that did not compile.
-    int match(const std::string& subject, unsigned int maxMatches, regmatch_t* matches, int execFlags) const;
+    int match(const std::string& subject, unsigned int maxMatches, regmatch_t* matches, int execFlags) const
+        ORV_EXCLUDES(_mutex);
 
     RegularExpression(const RegularExpression&) = delete;
     RegularExpression& operator=(const RegularExpression&) = delete;
 
 private:
-    regex_t _compiled;
+    typedef std::chrono::steady_clock Clock;
+
+    void compileAnew() const ORV_REQUIRES(_mutex);
+
+    const std::string _expression;
+    const int _compileFlags;
+    mutable Poco::FastMutex _mutex;
+    mutable regex_t _compiled ORV_GUARDED_BY(_mutex);
+    mutable Clock::duration _matching ORV_GUARDED_BY(_mutex);  // time spent with _compiled
     bool _valid;
 };
 

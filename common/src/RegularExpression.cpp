@@ -1,6 +1,7 @@
 #include "RegularExpression.h"
 
-#include <algorithm>
+#include "ExpressionCost.h"
+#include "OrvThreadLock.h"
 
 namespace Orv
 {
@@ -8,18 +9,26 @@ namespace Orv
 namespace
 {
 
-bool isSafeToCompile(const std::string& expression)
+// While it matches, the C library adds states to the compiled form, one at a character and without limit, and finds
+// them the slower the more there are. They are its only use of memory, and making them is what takes time: so the
+// compiled form is replaced after this much matching. For a cheap expression that is ten thousands of matches.
+const std::chrono::milliseconds MATCHING_TIME(50);
+
+bool isBearable(const std::string& expression, int compileFlags)
 {
-    const std::string recursing("(*+?{^$");
-    return std::count_if(expression.begin(), expression.end(),
-                         [&](char c)
-                         { return recursing.find(c) != std::string::npos; }) <= RegularExpression::MAX_OPERATORS;
+    const ExpressionCost cost = expressionCost(expression, (compileFlags & REG_EXTENDED) != 0);
+    return cost.length <= RegularExpression::MAX_LENGTH && cost.operators <= RegularExpression::MAX_OPERATORS &&
+           cost.anchors <= RegularExpression::MAX_ANCHORS && !cost.endlessNothing && !cost.backReference;
 }
 
 }  // namespace
 
 RegularExpression::RegularExpression(const std::string& expression, int compileFlags)
-    : _compiled(), _valid(isSafeToCompile(expression) && regcomp(&_compiled, expression.c_str(), compileFlags) == 0)
+    : _expression(expression),
+      _compileFlags(compileFlags),
+      _compiled(),
+      _matching(),
+      _valid(isBearable(expression, compileFlags) && regcomp(&_compiled, _expression.c_str(), compileFlags) == 0)
 {
 }
 
@@ -39,7 +48,27 @@ int RegularExpression::match(const std::string& subject, unsigned int maxMatches
         return 0;
     }
     const size_t places = matches != nullptr ? maxMatches : 0;
-    return regexec(&_compiled, subject.c_str(), places, matches, execFlags) == 0 ? 1 : 0;
+    const OrvThreadLock<Poco::FastMutex> lock(_mutex);
+    const Clock::time_point before = Clock::now();
+    const int matched = regexec(&_compiled, subject.c_str(), places, matches, execFlags) == 0 ? 1 : 0;
+    _matching += Clock::now() - before;
+    if (_matching > MATCHING_TIME)
+    {
+        compileAnew();
+    }
+    return matched;
+}
+
+// Without memory for a second one the old one stays, and is asked to go again after the next match.
+void RegularExpression::compileAnew() const
+{
+    regex_t fresh;
+    if (regcomp(&fresh, _expression.c_str(), _compileFlags) == 0)
+    {
+        regfree(&_compiled);
+        _compiled = fresh;
+        _matching = Clock::duration::zero();
+    }
 }
 
 }  // namespace Orv

@@ -141,6 +141,50 @@ TEST_F(Filter, AnExpressionThatDoesNotCompileLeavesTheOthersAtWork)
     EXPECT_TRUE(passes({{"objectCreated", "(A=1"}, {"objectCreated", "A=1"}}, objectCreated, "A=1"));
 }
 
+TEST_F(Filter, AnExpressionBeyondTheLimitsIsReportedLikeOneThatDoesNotCompile)
+{
+    startService();
+    const std::vector<std::string> expressions = {"(((A=1{1,100}){1,100}){1,100})",
+                                                  "A=1{0,32767}",
+                                                  ".*A=.{200}",
+                                                  "(A)=1|\\1",
+                                                  "(A=1|(A*)*)*",
+                                                  std::string(17000, 'A'),
+                                                  std::string(100000, '('),
+                                                  "A=1" + std::string(2000, '?')};
+    std::vector<std::string> reports;
+    for (const std::string& expression : expressions)
+    {
+        EXPECT_FALSE(passes({{"objectCreated", expression}}, objectCreated, "A=1")) << expression.substr(0, 40);
+        reports.push_back("3 Non valid filter expression :" + expression);
+        reports.push_back("3 Non valid filter expression");
+    }
+    EXPECT_TRUE(reports == messages(framework.lines())) << "some are too long to print";
+}
+
+TEST_F(Filter, AnExpressionOfManyStatesIsServedWhileTheyComeAndGo)
+{
+    startService("1000");
+    Subscriber subscriber(table(), {{{"objectCreated", ".*[A=].{30}$"}}});
+    size_t expected = 0;
+    unsigned int bits = 1;
+    for (int i = 0; i < 200; ++i)
+    {
+        std::string dn;
+        while (dn.size() < 80)
+        {
+            bits = bits * 1103515245 + 12345;
+            dn += (bits >> 16) % 2 == 0 ? 'A' : 'B';
+        }
+        // The DN by itself, or with a comma behind it.
+        expected += dn[80 - 31] == 'A' || dn[80 - 30] == 'A' ? 1 : 0;
+        ASSERT_EQ(OrvOk, push(1, dn, objectCreated));
+    }
+    ASSERT_EQ(OrvOk, push(1, "End=1", PASSING));
+    ASSERT_TRUE(subscriber->waitForType(PASSING));
+    EXPECT_EQ(expected + 1, subscriber->count());
+}
+
 TEST_F(Filter, IsReadDuringSubscribeOnly)
 {
     startService();
