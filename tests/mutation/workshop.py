@@ -195,11 +195,15 @@ class Workshop:
         return code == 0
 
     def _relink(self, target, objects, result):
-        """Links with what has been compiled anew in its place; None if nothing of it goes into the target."""
+        """Links with what has been compiled anew; None if nothing of it goes into the target."""
         words = self.build.link_command(target)
-        if not any(word in objects for word in words):
+        fresh = [objects[word] for word in words if word in objects]
+        if not fresh:
             return None
-        changed = [objects.get(word, word) for word in words]
+        rest = [word for word in words if word not in objects]
+        # An inline function comes from the first object that has it: that must be one which saw the change.
+        first = next(position for position, word in enumerate(rest) if word.endswith(".o"))
+        changed = rest[:first] + fresh + rest[first:]
         changed[changed.index("-o") + 1] = str(result)
         code, output = run(changed, self.build.folder)
         if code != 0:
