@@ -195,7 +195,7 @@ class Finder:
             self._add(function, "constant", start, end, other, f"{text} -> {other}")
         elif kind == "CHARACTER_LITERAL":
             self._add(function, "constant", start, end, f"static_cast<char>({text} + 1)", f"{text} -> {text} + 1")
-        elif kind in ("INTEGER_LITERAL", "FLOATING_LITERAL"):
+        elif kind in ("INTEGER_LITERAL", "FLOATING_LITERAL") and text[0].isdigit():  # no template's parameter
             self._add(function, "constant", start, end, f"({text} + 1)", f"{text} -> {text} + 1")
             if not re.fullmatch(r"0+[uUlL.]*0*[fF]?", text):
                 self._add(function, "constant", start, end, f"({text} - 1)", f"{text} -> {text} - 1")
