@@ -57,6 +57,11 @@ void LogSink::add(LogLine::Source source, int level, int flag, const void* subsy
                     function == nullptr ? "" : function,
                     format(lineFormat, arguments),
                     std::this_thread::get_id()};
+    if (_consumer)
+    {
+        _consumer(line);
+        return;
+    }
     std::function<void()> action;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -107,6 +112,11 @@ void LogSink::whenLine(LogLine::Source source, const std::string& beginning, std
     _actionSource = source;
     _actionBeginning = beginning;
     _action = std::move(action);
+}
+
+void LogSink::keepNothing(std::function<void(const LogLine&)> consumer)
+{
+    _consumer = std::move(consumer);
 }
 
 void LogSink::echoToStandardError(bool on)

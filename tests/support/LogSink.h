@@ -52,6 +52,10 @@ public:
     // whatever locks it holds. Null takes it back.
     void whenLine(LogLine::Source source, const std::string& beginning, std::function<void()> action);
 
+    // From now on no line is kept: each goes to this function, on the thread that logs and with whatever locks it holds.
+    // For programs that run for hours. Before the first line.
+    void keepNothing(std::function<void(const LogLine&)> consumer);
+
     // Writes each further line to standard error as well: for death tests, whose parent sees nothing else.
     void echoToStandardError(bool on);
 
@@ -63,6 +67,7 @@ private:
     LogLine::Source _actionSource = LogLine::log;
     std::string _actionBeginning;
     std::function<void()> _action;
+    std::function<void(const LogLine&)> _consumer;
 };
 
 }  // namespace OrvTest

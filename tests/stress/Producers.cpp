@@ -1,0 +1,82 @@
+#include "Producers.h"
+
+#include <string>
+
+#include "Records.h"
+
+namespace OrvStress
+{
+
+Producers::Producers(Ledger& ledger, Service& service, std::chrono::microseconds pause)
+    : _ledger(ledger), _service(service), _pause(pause)
+{
+}
+
+Producers::~Producers()
+{
+    join();
+}
+
+void Producers::start()
+{
+    for (unsigned int p = 0; p < PRODUCERS; ++p)
+    {
+        _threads.emplace_back(&Producers::run, this, p);
+    }
+}
+
+void Producers::join()
+{
+    for (std::thread& thread : _threads)
+    {
+        thread.join();
+    }
+    _threads.clear();
+}
+
+void Producers::run(unsigned int producer)
+{
+    auto next = std::chrono::steady_clock::now();
+    while (_ledger.waitForRoom(producer))
+    {
+        if (_pause.count() != 0)
+        {
+            // Behind time, it does not hurry to make up for what it missed.
+            next = std::max(next + _pause, std::chrono::steady_clock::now() - _pause);
+            std::this_thread::sleep_until(next);
+        }
+        const Mark mark = _ledger.begin(producer);
+        if (producer + 1 < PRODUCERS)
+        {
+            _ledger.end(mark, push(mark));
+        }
+        else
+        {
+            publish(mark);
+            _ledger.end(mark, OrvOk);
+        }
+    }
+}
+
+OrvReturnT Producers::push(const Mark& mark)
+{
+    std::string dn = dnOf(mark);
+    ZelMoAttributeValue_3 value = ZelMoAttributeValue_3();
+    value.u64 = static_cast<uint64_t>(mark.number) << 32 | mark.clock;
+    ZelMoNamedAttributeValueContainer_3 attribute = {ATTRIBUTE, 8, 1, &value};
+    ZelMoNamedAttributeValueContainer_3* attributes[] = {&attribute, nullptr};
+    OrvOamSpiNbiNotificationValue_1 record = {mark.stamp,          &dn[0],    mark.turn, mark.number,
+                                              typeOf(mark.number), attributes};
+    return _service.table().pushNotification(record);
+}
+
+// Comes back when the event has been delivered. What the consumer drops while the service starts or stops is not told.
+void Producers::publish(const Mark& mark)
+{
+    OrvTest::CmEvent event(static_cast<uint64_t>(mark.stamp) * 1000, mark.turn);
+    const int64_t value = static_cast<int64_t>(static_cast<uint64_t>(mark.number) << 32 | mark.clock);
+    event.operation(dnOf(mark), typeOf(mark.number), {{ATTRIBUTE, 8, value, ""}});
+    _service.framework().router().publish(event);
+}
+
+}  // namespace OrvStress

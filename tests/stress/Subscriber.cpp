@@ -1,0 +1,585 @@
+#include "Subscriber.h"
+
+#include <algorithm>
+#include <cmath>
+#include <shared_mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "OrvException.h"
+#include "Records.h"
+
+namespace OrvStress
+{
+
+namespace
+{
+
+const int64_t SECOND = 1000000;
+const auto RETRY_PAUSE = std::chrono::milliseconds(10);
+const int EXCEPTION_KINDS = 3;
+
+// Such a subscriber gets to the end of what it is to receive.
+bool takesEverything(Manner manner)
+{
+    return manner != Manner::Stuck && manner != Manner::RetryingAlways && manner != Manner::Deregistering;
+}
+
+OrvTest::LegacyFilter filterOf(const Selection& selection)
+{
+    static const char* const names[] = {"", "objectCreated", "objectDeleted", "attributeChanged"};
+    const Selection everything = Selection::everything();
+    std::vector<std::pair<std::string, std::string>> pairs;
+    if (selection.producers == everything.producers && selection.types == everything.types)
+    {
+        return OrvTest::LegacyFilter(pairs);
+    }
+    std::string digits;
+    for (unsigned int p = 0; p < PRODUCERS; ++p)
+    {
+        digits += selection.wants(p) ? std::to_string(p) : "";
+    }
+    for (int32_t type = objectCreated; type <= attributeChanged; ++type)
+    {
+        if (selection.wantsType(type))
+        {
+            pairs.emplace_back(names[type], "Producer=[" + digits + "],.*");
+        }
+    }
+    return OrvTest::LegacyFilter(pairs);
+}
+
+}  // namespace
+
+const char* nameOf(Manner manner)
+{
+    static const char* const names[MANNERS] = {"fast",  "slow",          "retrying", "always retrying",
+                                               "stuck", "deregistering", "throwing", "odd answers"};
+    return names[static_cast<unsigned int>(manner)];
+}
+
+void Accounts::add(Manner manner, const Account& account)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _accounts[static_cast<unsigned int>(manner)].add(account);
+}
+
+Account Accounts::of(Manner manner) const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _accounts[static_cast<unsigned int>(manner)];
+}
+
+Account Accounts::total() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    Account sum;
+    for (const Account& account : _accounts)
+    {
+        sum.add(account);
+    }
+    return sum;
+}
+
+void Accounts::took(Manner manner, int64_t microseconds)
+{
+    const double quarters = 4 * std::log2(static_cast<double>(std::max<int64_t>(1, microseconds)));
+    const unsigned int bucket = std::min(BUCKETS - 1, static_cast<unsigned int>(quarters));
+    _latencies[static_cast<unsigned int>(manner)][bucket].fetch_add(1, std::memory_order_relaxed);
+}
+
+std::array<uint64_t, Accounts::BUCKETS> Accounts::latencies(Manner manner) const
+{
+    std::array<uint64_t, BUCKETS> counts = {};
+    for (unsigned int i = 0; i < BUCKETS; ++i)
+    {
+        counts[i] = _latencies[static_cast<unsigned int>(manner)][i].load(std::memory_order_relaxed);
+    }
+    return counts;
+}
+
+double Accounts::quantile(const std::array<uint64_t, BUCKETS>& counts, double share)
+{
+    uint64_t all = 0;
+    for (const uint64_t count : counts)
+    {
+        all += count;
+    }
+    const double wanted = share * static_cast<double>(all);
+    uint64_t sum = 0;
+    for (unsigned int i = 0; i < BUCKETS && all != 0; ++i)
+    {
+        sum += counts[i];
+        if (static_cast<double>(sum) >= wanted)
+        {
+            return std::exp2((i + 1) / 4.0);
+        }
+    }
+    return 0;
+}
+
+std::array<std::atomic<Subscriber*>, Subscriber::MOST> Subscriber::_places;
+
+template <unsigned int place>
+OrvReturnT Subscriber::handler(unsigned int handle, OrvOamSpiNbiNotificationValue_1* notification)
+{
+    return _places[place].load()->notify(handle, *notification);
+}
+
+template <unsigned int... places>
+Subscriber::Function Subscriber::functionOf(unsigned int place, std::integer_sequence<unsigned int, places...>)
+{
+    static const Function functions[] = {&Subscriber::handler<places>...};
+    return functions[place];
+}
+
+Subscriber::Subscriber(unsigned int place, Ledger& ledger, Complaints& complaints, Service& service, Accounts& accounts,
+                       const Habits& habits, uint64_t seed)
+    : _place(place),
+      _ledger(ledger),
+      _complaints(complaints),
+      _service(service),
+      _accounts(accounts),
+      _habits(habits),
+      _random(seed),
+      _handlerId(0),
+      _lives(0),
+      _oracle(ledger, complaints, service.bufferSize()),
+      _manner(Manner::Fast),
+      _handlerRandom(seed + 1),
+      _retriesLeft(0),
+      _recordsUntilDeregistering(0),
+      _subscribedCleanly(false),
+      _retried(false)
+{
+    _places[place] = this;
+    OrvOamSpiNbiNotificationHandler_1 record = {functionOf(place, std::make_integer_sequence<unsigned int, MOST>())};
+    if (_service.table().registerHandler(&record, &_handlerId) != OrvOk)
+    {
+        wrong("registerHandler failed");
+    }
+}
+
+Subscriber::~Subscriber()
+{
+    _places[_place] = nullptr;
+}
+
+void Subscriber::wrong(const std::string& text)
+{
+    _complaints.add("place " + std::to_string(_place) + " life " + std::to_string(_lives) + ": " + text);
+}
+
+void Subscriber::live()
+{
+    while (_ledger.waitUntil([this] { return _ledger.running(); }))
+    {
+        oneLife();
+    }
+}
+
+void Subscriber::oneLife()
+{
+    ++_lives;
+    unsigned int sum = 0;
+    for (const unsigned int share : _habits.manners)
+    {
+        sum += share;
+    }
+    unsigned int drawn = draw(sum);
+    unsigned int manner = 0;
+    while (drawn >= _habits.manners[manner])
+    {
+        drawn -= _habits.manners[manner++];
+    }
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _manner = static_cast<Manner>(manner);
+    }
+    _phase = _ledger.phase();
+    Wish wish;
+    if (drawWish(wish) && subscribe(wish))
+    {
+        spend(wish);
+        leave();
+    }
+}
+
+bool Subscriber::drawWish(Wish& wish)
+{
+    if (once(2))
+    {
+        wish.selection.producers = 1 + draw((1u << PRODUCERS) - 1);
+        wish.selection.types = 2 * (1 + draw(7));
+    }
+    if (_habits.replays && !once(3) && !drawReplay(wish))
+    {
+        return false;
+    }
+    if (_habits.timers && wish.stopTime == 0)
+    {
+        if (once(4))
+        {
+            wish.stopTime = systemTime() + 20000 + draw(150000);
+        }
+        else if (once(8))
+        {
+            wish.stopTime = systemTime() + 3600 * SECOND;
+        }
+    }
+    if (_habits.timers && once(6))
+    {
+        wish.heartbeat = true;
+        wish.heartbeatInterval = draw(2);
+    }
+    return true;
+}
+
+// From the beginning of time, which is a gap; from a moment a little ago; or from there up to a moment a little later
+// that has passed too.
+bool Subscriber::drawReplay(Wish& wish)
+{
+    if (once(5))
+    {
+        wish.startTime = 1;
+        return true;
+    }
+    wish.from = _ledger.checkpoint();
+    wish.fromCheckpoint = true;
+    wish.startTime = wish.from.time;
+    const uint64_t length = once(2) ? 0 : draw(_service.bufferSize());
+    const uint64_t target = _ledger.pushes() + length;
+    const auto moved = [this] { return _ledger.phase() != _phase.load(); };
+    if (!_ledger.waitUntil([&] { return moved() || _ledger.pushes() >= target; }))
+    {
+        return false;
+    }
+    if (once(4))
+    {
+        wish.to = _ledger.checkpoint();
+        wish.toCheckpoint = true;
+        wish.stopTime = wish.to.time;
+        // Only what has been handled can be replayed.
+        const auto handled = [&]
+        {
+            const Numbers processed = _ledger.processed();
+            for (unsigned int p = 0; p < PRODUCERS; ++p)
+            {
+                if (processed[p] < wish.to.before[p])
+                {
+                    return false;
+                }
+            }
+            return true;
+        };
+        if (!_ledger.waitUntil([&] { return moved() || handled(); }))
+        {
+            return false;
+        }
+    }
+    while (systemTime() <= std::max(wish.startTime, wish.stopTime))
+    {
+    }
+    return true;
+}
+
+bool Subscriber::subscribe(const Wish& wish)
+{
+    OrvOamSpiNbiNotificationService& table = _service.table();
+    std::shared_lock<std::shared_mutex> timers(_service.timers(), std::defer_lock);
+    if (wish.heartbeat || wish.stopTime != 0)
+    {
+        timers.lock();
+    }
+    if (_ledger.phase() != _phase)
+    {
+        return false;
+    }
+    unsigned int handle = 0;
+    if (table.getSubscriptionHandle(&handle) != OrvOk)
+    {
+        wrong("getSubscriptionHandle failed");
+        return false;
+    }
+    const int64_t coveredBefore = _service.covered();
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _oracle.open(
+            "place " + std::to_string(_place) + " life " + std::to_string(_lives) + " (" + nameOf(_manner) + ")", wish,
+            coveredBefore);
+        _retriesLeft = draw(4);
+        _recordsUntilDeregistering = draw(50);
+        _retried = false;
+        _subscribedCleanly = false;
+    }
+    _released = false;
+    _handle = handle;
+    const OrvTest::LegacyFilter filter = filterOf(wish.selection);
+    const OrvReturnT result = table.subscribe(_handlerId, filter.get(), handle, wish.startTime, wish.stopTime,
+                                              wish.heartbeat, wish.heartbeatInterval);
+    const int64_t coveredAfter = _service.covered();
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (result != OrvOk)
+    {
+        if (result != OrvNotRunning || _ledger.phase() == _phase)
+        {
+            wrong("subscribe gave " + std::to_string(result));
+        }
+        _oracle.close();
+        _handle = 0;
+        return false;
+    }
+    _oracle.subscribed(coveredAfter);
+    _subscribedCleanly = _ledger.phase() == _phase && _phase % 2 == 0;
+    return true;
+}
+
+void Subscriber::spend(const Wish& wish)
+{
+    const auto moved = [this] { return _ledger.phase() != _phase.load(); };
+    const auto told = [this](const auto& fact)
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        return fact(_oracle);
+    };
+    if (once(16))
+    {
+        subscribeTwice();
+    }
+    const uint64_t target = _ledger.pushes() + _habits.shortestLife + draw(_habits.longestLife - _habits.shortestLife);
+    _ledger.waitUntil([&] { return moved() || _ledger.pushes() >= target; });
+    if (!takesEverything(_manner) || once(4))
+    {
+        return;
+    }
+    if (wish.stopTime != 0 && wish.stopTime < systemTime() + 60 * SECOND)
+    {
+        _ledger.waitUntil([&] { return moved() || told([](Oracle& oracle) { return oracle.completed(); }); });
+        return;
+    }
+    if (wish.heartbeat)
+    {
+        _ledger.waitUntil([&] { return moved() || told([](Oracle& oracle) { return oracle.heartbeats() != 0; }); });
+    }
+    if (once(2))
+    {
+        const Numbers numbers = _ledger.completed();
+        _ledger.waitUntil([&] { return moved() || told([&](Oracle& oracle) { return oracle.hasPassed(numbers); }); });
+    }
+}
+
+// A handle that is in use is refused, and the subscription that has it stays as it is.
+void Subscriber::subscribeTwice()
+{
+    const std::shared_lock<std::shared_mutex> noRestart(_service.timers());
+    if (_ledger.phase() != _phase || !_subscribedCleanly)
+    {
+        return;
+    }
+    OrvNameValuePair* everything[] = {nullptr};
+    const OrvReturnT result = _service.table().subscribe(_handlerId, everything, _handle, 0, 0, false, 0);
+    if (result != OrvBadArgument)
+    {
+        wrong("a handle in use gave " + std::to_string(result));
+    }
+}
+
+void Subscriber::leave()
+{
+    OrvOamSpiNbiNotificationService& table = _service.table();
+    _released = true;
+    _ledger.wake();
+    const bool clean = _subscribedCleanly;
+    bool removed = false;
+    if (once(8))
+    {
+        const OrvReturnT result = table.unregisterHandler(_handlerId);
+        if (result != OrvOk && (result != OrvNotRunning || _ledger.phase() == _phase))
+        {
+            wrong("unregisterHandler gave " + std::to_string(result));
+        }
+        removed = result == OrvOk;
+    }
+    OrvReturnT result = table.unsubscribe(_handle);
+    bool moved = _ledger.phase() != _phase;
+    if ((removed && result == OrvOk && !moved) || (!removed && result == OrvNotFound && !moved) ||
+        (result == OrvNotRunning && !moved) || (result != OrvOk && result != OrvNotFound && result != OrvNotRunning))
+    {
+        wrong("unsubscribe gave " + std::to_string(result) + (removed ? " after unregisterHandler" : ""));
+    }
+    // What a restart has ended is gone, but the handle is still listed, until it is removed too. A subscription that
+    // was made while the service was being stopped may live on, see Oracle::tolerateAnyBeginning.
+    while (moved && _ledger.waitUntil([this] { return _ledger.running(); }))
+    {
+        const uint32_t phase = _ledger.phase();
+        result = table.unsubscribe(_handle);
+        if (result == OrvNotFound || (result == OrvOk && !clean))
+        {
+            break;
+        }
+        if (result != OrvNotRunning || _ledger.phase() == phase)
+        {
+            wrong("unsubscribe after a restart gave " + std::to_string(result));
+            break;
+        }
+    }
+    // A handle that was subscribed twice, or removed with its handler, is listed once more.
+    table.unsubscribe(_handle);
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_ledger.running() || !moved)
+    {
+        _oracle.close();
+    }
+    _accounts.add(_manner, _oracle.account());
+    _oracle.resetAccount();
+    _handle = 0;
+}
+
+void Subscriber::serviceStopped(uint32_t phase)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_oracle.isOpen() && _subscribedCleanly && _phase == phase)
+    {
+        _oracle.close();
+    }
+}
+
+OrvReturnT Subscriber::notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1& notification)
+{
+    const TimePoint now = std::chrono::steady_clock::now();
+    if (_inside.exchange(true))
+    {
+        wrong("two calls at once");
+    }
+    if (handle != _handle)
+    {
+        wrong("a call for handle " + std::to_string(handle));
+    }
+    Act todo = {OrvOk, 0, false, 0};
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_retried && now - _retriedAt < RETRY_PAUSE)
+        {
+            wrong("offered again too early");
+        }
+        _oracle.received(notification);
+        if (_oracle.lastWasLive())
+        {
+            _accounts.took(_manner, systemTime() - _oracle.lastStamp());
+        }
+        todo = act(notification);
+    }
+    if (todo.wait)
+    {
+        const uint64_t target = todo.waitForPushes != 0 ? _ledger.pushes() + todo.waitForPushes : UINT64_MAX;
+        _ledger.waitUntil([&] { return released() || _ledger.pushes() >= target; });
+    }
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _oracle.answered(todo.exception != 0 ? static_cast<OrvReturnT>(OrvFailure) : todo.answer);
+        _retried = todo.exception == 0 && todo.answer == OrvRetry;
+        _retriedAt = std::chrono::steady_clock::now();
+    }
+    _inside = false;
+    if (todo.exception != 0)
+    {
+        throwSomething(todo.exception);
+    }
+    return todo.answer;
+}
+
+Subscriber::Act Subscriber::act(const OrvOamSpiNbiNotificationValue_1& notification)
+{
+    Act todo = {OrvOk, 0, false, 0};
+    const unsigned int chance = static_cast<unsigned int>(_handlerRandom() % 64);
+    if (released())
+    {
+        return todo;
+    }
+    switch (_manner)
+    {
+        case Manner::Fast:
+            if (chance == 0)
+            {
+                queryTimes();
+            }
+            break;
+        case Manner::Slow:
+            todo.wait = notification.notificationType <= attributeChanged;
+            todo.waitForPushes = 1 + chance;
+            break;
+        case Manner::Retrying:
+            if (_retriesLeft != 0)
+            {
+                --_retriesLeft;
+                todo.answer = OrvRetry;
+            }
+            else
+            {
+                _retriesLeft = chance < 8 ? chance % 4 : 0;
+            }
+            break;
+        case Manner::RetryingAlways:
+            todo.answer = OrvRetry;
+            break;
+        case Manner::Stuck:
+            todo.wait = true;
+            break;
+        case Manner::Deregistering:
+            if (_recordsUntilDeregistering-- == 0)
+            {
+                todo.answer = OrvNotFound;
+                ++_accounts.answers;
+            }
+            break;
+        case Manner::Throwing:
+            if (chance % 4 != 0)
+            {
+                todo.exception = 1 + static_cast<int>(chance) % EXCEPTION_KINDS;
+                ++_accounts.exceptions;
+                ++_accounts.answers;
+            }
+            break;
+        case Manner::Odd:
+            if (chance % 2 != 0)
+            {
+                static const OrvReturnT codes[] = {OrvNotRunning, OrvFailure, OrvBadArgument, 99};
+                todo.answer = codes[chance % 4];
+                ++_accounts.answers;
+            }
+            break;
+    }
+    return todo;
+}
+
+// What a handler may call.
+void Subscriber::queryTimes()
+{
+    OrvOamSpiNbiNotificationService& table = _service.table();
+    long long time = 0;
+    const OrvReturnT results[] = {table.getOldestBufferTimestamp(&time), table.getLastAgedNotificationTime(&time),
+                                  table.getBufferCreationTime(&time)};
+    for (const OrvReturnT result : results)
+    {
+        if (result != OrvOk && (result != OrvNotRunning || _ledger.phase() == _phase))
+        {
+            wrong("a time query inside the handler gave " + std::to_string(result));
+        }
+    }
+}
+
+void Subscriber::throwSomething(int kind)
+{
+    switch (kind)
+    {
+        case 1:
+            throw Orv::OrvException("thrown by subscriber %u", _place);
+        case 2:
+            throw std::runtime_error("thrown by a subscriber");
+        default:
+            throw kind;
+    }
+}
+
+}  // namespace OrvStress
