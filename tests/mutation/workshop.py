@@ -57,11 +57,12 @@ def run(command, folder, environment=None, limit=None, prepare=None):
         code = process.returncode
     except subprocess.TimeoutExpired:
         output, code = b"", None
-    try:
-        os.killpg(process.pid, signal.SIGKILL)
-    except ProcessLookupError:
-        pass
-    process.wait()
+    finally:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
     return code, output.decode("utf-8", "replace")
 
 
