@@ -25,7 +25,6 @@ LIBRARY = "orv_common"
 
 TIME_LIMIT = 20  # seconds for one program; it needs about one
 MEMORY_LIMIT = 8 << 30  # bytes of address space, in the build that leaves the address space alone
-FILE_LIMIT = 64 << 20  # bytes
 
 # Warnings are let pass, but for two: a function that ends without a return would make anything possible, and a format
 # that is no literal never reaches a test.
@@ -256,6 +255,5 @@ class Workshop:
 
     def _limit(self):
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
         if self.build.name == "plain":
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
