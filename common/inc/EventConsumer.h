@@ -115,16 +115,14 @@ public:
     {
         ORV_TRACE(Trace::Common, " >> ");
         const CallbackScope scope;
-        EventConsumer* consumer = nullptr;
-        while (consumer == nullptr)
-        {
-            // The object may go between the two looks: then there is none.
-            assert(_instance);
-            consumer = _instance;
-        }
+        // Const, since g++ 12 reads another variable wrongly in the call below if it looks for undefined behaviour.
+        EventConsumer* const consumer = liveObject();
+        // Read one by one: g++ 12 misreads both together where undefined behaviour is looked for.
+        SubscriberT* const subscriber = consumer->_subscriber;
+        const Member member = consumer->_member;
         try
         {
-            (consumer->_subscriber->*consumer->_member)(eventType, value);
+            (subscriber->*member)(eventType, value);
         }
         catch (const std::exception& e)
         {
@@ -169,6 +167,18 @@ private:
             router.unregisterConsumer(_handle, &_consumer);
             throw;
         }
+    }
+
+    static EventConsumer* liveObject()
+    {
+        EventConsumer* object = nullptr;
+        while (object == nullptr)
+        {
+            // The object may go between the two looks: then there is none.
+            assert(_instance);
+            object = _instance;
+        }
+        return object;
     }
 
     // The router keeps the array, so it must outlive the caller's vector.
