@@ -117,12 +117,9 @@ public:
         const CallbackScope scope;
         // Const, since g++ 12 reads another variable wrongly in the call below if it looks for undefined behaviour.
         EventConsumer* const consumer = liveObject();
-        // Read one by one: g++ 12 misreads both together where undefined behaviour is looked for.
-        SubscriberT* const subscriber = consumer->_subscriber;
-        const Member member = consumer->_member;
         try
         {
-            (subscriber->*member)(eventType, value);
+            (consumer->_subscriber->*consumer->_member)(eventType, value);
         }
         catch (const std::exception& e)
         {
