@@ -78,7 +78,8 @@ bool LegacySubscriptionFilter::Filter::re_match(std::string& dn)
 {
     NOTIF_TRACE(" >> Match DN: %s", dn.c_str());
     regmatch_t m;
-    const bool matched = _regularExpression.match(dn, 1, &m, 0) != 0 && static_cast<uint16_t>(m.rm_eo) == dn.length();
+    const bool matched = dn.length() <= UINT16_MAX && _regularExpression.match(dn, 1, &m, 0) != 0 &&
+                         static_cast<uint16_t>(m.rm_eo) == dn.length();
     if (matched)
     {
         NOTIF_TRACE("RegExp Matched");

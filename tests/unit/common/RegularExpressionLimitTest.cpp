@@ -212,6 +212,7 @@ TEST(RegularExpressionLimit, BackReferencesAreNotValid)
 TEST(RegularExpressionLimit, TheBasicSyntaxHasItsOwnOperators)
 {
     EXPECT_TRUE(isValid(repeated("(a|b)?+{5}", 100), 0)) << "all of them plain characters";
+    EXPECT_TRUE(isValid("*a", 0)) << "a star in front of everything is a plain character";
     EXPECT_FALSE(isValid("\\(a\\{1,100\\}\\)\\{1,100\\}", 0));
     EXPECT_TRUE(isValid("a\\{" + std::to_string(OPERATORS) + "\\}b", 0));
     EXPECT_FALSE(isValid(repeated("\\(", 2000), 0));

@@ -135,6 +135,19 @@ TEST_F(LegacySubscriptionFilterTest, ASubjectOfMoreThan65535CharactersNeverPasse
     EXPECT_FALSE(passes("objectCreated", ".*", created(std::string(65536, 'a'))));
 }
 
+// With another expression, a match of this length takes ten seconds and more.
+TEST_F(LegacySubscriptionFilterTest, ASubjectThatIsTooLongToPassIsNotMatched)
+{
+    const LegacyFilter pairs(Pairs{{"objectCreated", ".*"}});
+    LegacySubscriptionFilter::Filter filter(pairs.get()[0]);
+    std::string tooLong(65536, 'a');
+    EXPECT_FALSE(filter.re_match(tooLong));
+    EXPECT_EQ(0, filter._regularExpression._matching.count());
+    std::string notTooLong = "a";
+    EXPECT_TRUE(filter.re_match(notTooLong));
+    EXPECT_LT(0, filter._regularExpression._matching.count());
+}
+
 // The end of a longer match comes back to a small number, but the subject's length does not.
 TEST_F(LegacySubscriptionFilterTest, AMatchWhoseCutEndIsZeroDoesNotPassForAnEmptyOne)
 {
