@@ -25,10 +25,13 @@ public:
     ThreadWPipes();
     ~ThreadWPipes();  // frees what still waits; the thread must have ended
 
-    // Starts the thread, again if it has ended and was joined. The first start keeps what was pushed before; any later
-    // one frees what waits, so a run never sees a message of an earlier run. A thread that cannot be started, or runs
-    // already, is a Poco::SystemException; one that runs keeps its messages.
+    // Starts the thread, again if it has ended; one that nobody has joined is joined here. The first start keeps what
+    // was pushed before; any later one frees what waits, so a run never sees a message of an earlier run. A thread that
+    // cannot be started, or runs already, is a Poco::SystemException; one that runs keeps its messages.
     void start(Poco::Runnable& target);
+
+    // Waits for the thread to end, without limit.
+    void join();
 
     // Never blocks. One system call when the queue was empty, none otherwise. Throws std::bad_alloc if the queue cannot
     // grow, Orv::OrvException if the descriptor cannot be signalled; the message is freed then.
@@ -41,9 +44,11 @@ public:
 
 private:
     void freeWaiting();
+    void takeWakeUp();
 
     const int _eventFd;
-    bool _startedBefore;
+    bool _startedBefore;  // these two: of the thread that owns the object
+    bool _joined;         // since the last start
     Poco::FastMutex _inputMutex;
     std::deque<PipeMessage*> _input ORV_GUARDED_BY(_inputMutex);
 };

@@ -35,7 +35,7 @@ int createEventFd()
 
 }  // namespace
 
-ThreadWPipes::ThreadWPipes() : _eventFd(createEventFd()), _startedBefore(false) {}
+ThreadWPipes::ThreadWPipes() : _eventFd(createEventFd()), _startedBefore(false), _joined(false) {}
 
 ThreadWPipes::~ThreadWPipes()
 {
@@ -48,10 +48,21 @@ void ThreadWPipes::start(Poco::Runnable& target)
     // A thread that still runs is refused by the base, and must keep its messages.
     if (_startedBefore && !isRunning())
     {
+        if (!_joined)
+        {
+            join();  // an exception has ended it, and nobody has waited for that
+        }
         freeWaiting();
     }
     Poco::Thread::start(target);
     _startedBefore = true;
+    _joined = false;
+}
+
+void ThreadWPipes::join()
+{
+    Poco::Thread::join();
+    _joined = true;
 }
 
 void ThreadWPipes::pushToInput(PipeMessage* message)
@@ -77,21 +88,33 @@ std::deque<PipeMessage*> ThreadWPipes::popFromInput()
     const OrvThreadLock<Poco::FastMutex> lock(_inputMutex);
     if (!_input.empty())
     {
-        // A wake-up that someone else has read already is no reason to keep the messages back.
-        uint64_t wakeUps = 0;
-        const ssize_t ignored = read(_eventFd, &wakeUps, sizeof(wakeUps));
-        static_cast<void>(ignored);
+        takeWakeUp();
         waiting.swap(_input);
     }
     return waiting;
 }
 
+// Allocates nothing: it is also what the destructor does.
 void ThreadWPipes::freeWaiting()
 {
-    for (PipeMessage* message : popFromInput())
+    const OrvThreadLock<Poco::FastMutex> lock(_inputMutex);
+    if (!_input.empty())
     {
-        delete message;
+        takeWakeUp();
+        for (PipeMessage* message : _input)
+        {
+            delete message;
+        }
+        _input.clear();
     }
+}
+
+// A wake-up that someone else has read already is no reason to keep the messages back.
+void ThreadWPipes::takeWakeUp()
+{
+    uint64_t wakeUps = 0;
+    const ssize_t ignored = read(_eventFd, &wakeUps, sizeof(wakeUps));
+    static_cast<void>(ignored);
 }
 
 }  // namespace Orv

@@ -1,6 +1,7 @@
 #include "NotificationQueue.h"
 
 #include <algorithm>
+#include <new>
 
 #include "NotificationUtils.h"
 #include "ServiceLog.h"
@@ -40,6 +41,11 @@ void NotificationQueue::push(const OrvOamSpiNbiNotificationValue_1& notification
         removeOldNotification();
     }
     OrvOamSpiNbiNotificationValue_1* const copy = NotificationUtils::copyNotification(notification);
+    if (copy == nullptr)
+    {
+        // It has been copied once already, so its attributes are not at fault. A null has no place by time.
+        throw std::bad_alloc();
+    }
     // The storage is reserved, so the insertion cannot throw and the copy cannot be lost.
     _notifications.insert(
         std::lower_bound(_notifications.begin(), _notifications.end(), copy, compareNotificationsInEventTimeOrder),
