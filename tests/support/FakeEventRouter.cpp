@@ -7,6 +7,8 @@
 #include <cstring>
 #include <regex>
 
+#include "Crossing.h"
+
 namespace OrvTest
 {
 
@@ -83,6 +85,7 @@ void FakeEventRouter::deliver(const std::string& eventType, const std::vector<st
     {
         if (passes(subscription.filter, dns))
         {
+            const Crossing crossing(Crossing::toService);
             subscription.consumer->notify(subscription.handle, eventType.c_str(), subscription.filter, value);
         }
     }
@@ -121,7 +124,12 @@ ZelReturnT FakeEventRouter::call(ZelOamSpiEventConsumer* consumer, ZelOamSpiEven
                                  const char* eventType, void* value)
 {
     ZelReturnT answer = OrvFailure;
-    postJob([&] { answer = consumer->notify(handle, eventType, nullptr, value); });
+    postJob(
+        [&]
+        {
+            const Crossing crossing(Crossing::toService);
+            answer = consumer->notify(handle, eventType, nullptr, value);
+        });
     drain();
     return answer;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Crossing.h"
 #include "LoggingWrapper.h"
 #include "OrvCommon.h"
 
@@ -31,6 +32,7 @@ bool sameId(const ZelMgmtSpiInterface_1& left, const ZelMgmtSpiInterface_1& righ
 template <typename Member, typename... Arguments>
 ZelReturnT forward(Member member, Arguments... arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : (framework->*member)(arguments...);
 }
@@ -38,6 +40,7 @@ ZelReturnT forward(Member member, Arguments... arguments)
 template <typename Member, typename... Arguments>
 ZelReturnT forwardToModel(Member member, Arguments... arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : (framework->model().*member)(arguments...);
 }
@@ -45,24 +48,28 @@ ZelReturnT forwardToModel(Member member, Arguments... arguments)
 template <typename Member, typename... Arguments>
 ZelReturnT forwardToRouter(Member member, Arguments... arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : (framework->router().*member)(arguments...);
 }
 
 void* accessorGetPortal(const char* version)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? nullptr : framework->getPortal(version);
 }
 
 ZelReturnT portal1GetInterface(ZelMgmtSpiInterface_1 id, void** result)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : framework->getInterface("portal1", id, result);
 }
 
 ZelReturnT portal3GetInterface(ZelMgmtSpiInterface_1 id, void** result)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : framework->getInterface("portal3", id, result);
 }
@@ -143,6 +150,7 @@ void traceVtraceV2(const void* subsystem, int level, const char* file, const cha
 
 void logVlog(const char* function, int severity, int flag, const char* format, va_list arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
         framework->log().add(LogLine::log, severity, flag, nullptr, function, format, arguments);
@@ -151,6 +159,7 @@ void logVlog(const char* function, int severity, int flag, const char* format, v
 
 void traceVtrace(const char*, const char* function, int, int kind, const char* format, va_list arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
         framework->log().add(LogLine::trace, kind, 0, nullptr, function, format, arguments);
@@ -160,6 +169,7 @@ void traceVtrace(const char*, const char* function, int, int kind, const char* f
 void traceVtraceV2(const void* subsystem, int level, const char*, const char* function, int, const char* format,
                    va_list arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
         framework->log().add(LogLine::traceV2, level, 0, subsystem, function, format, arguments);

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Crossing.h"
 #include "FakeFramework.h"
 
 namespace OrvTest
@@ -12,6 +13,7 @@ namespace
 template <typename Member, typename... Arguments>
 ZelReturnT forward(Member member, Arguments... arguments)
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
     return framework == nullptr ? static_cast<ZelReturnT>(OrvFailure) : (framework->objects().*member)(arguments...);
 }

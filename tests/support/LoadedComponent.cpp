@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "Crossing.h"
+
 namespace OrvTest
 {
 
@@ -74,7 +76,11 @@ ZelReturnT LoadedComponent::initWithConfiguration(const std::string& content)
 
 ZelReturnT LoadedComponent::initWithPath(const char* path)
 {
-    const ZelReturnT result = _init(_framework.accessor(), path);
+    ZelReturnT result = OrvFailure;
+    {
+        const Crossing crossing(Crossing::toService);
+        result = _init(_framework.accessor(), path);
+    }
     if (_framework.component() != nullptr)
     {
         _record = _framework.component();
@@ -84,20 +90,25 @@ ZelReturnT LoadedComponent::initWithPath(const char* path)
 
 ZelReturnT LoadedComponent::start(int reason)
 {
-    const ZelReturnT result = record().start(static_cast<ZelStateChangeReason>(reason));
+    ZelMgmtSpiComponent& component = record();
+    const Crossing crossing(Crossing::toService);
+    const ZelReturnT result = component.start(static_cast<ZelStateChangeReason>(reason));
     _started = _started || result == OrvOk;
     return result;
 }
 
 ZelReturnT LoadedComponent::stop(int reason)
 {
-    const ZelReturnT result = record().stop(static_cast<ZelStateChangeReason>(reason));
+    ZelMgmtSpiComponent& component = record();
+    const Crossing crossing(Crossing::toService);
+    const ZelReturnT result = component.stop(static_cast<ZelStateChangeReason>(reason));
     _started = false;
     return result;
 }
 
 ZelReturnT LoadedComponent::terminate()
 {
+    const Crossing crossing(Crossing::toService);
     return _terminate();
 }
 

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <map>
 
+#include "Crossing.h"
+
 namespace OrvTest
 {
 
@@ -132,6 +134,7 @@ OrvReturnT RecordingHandler::notify(unsigned int subscriptionHandle, OrvOamSpiNb
 OrvReturnT RecordingHandler::dispatch(unsigned int function, unsigned int subscriptionHandle,
                                       OrvOamSpiNbiNotificationValue_1* notification)
 {
+    const Crossing crossing(Crossing::toTest);
     const CallInProgress call(subscriptionHandle);
     return call.handler() == nullptr ? static_cast<OrvReturnT>(OrvOk)
                                      : call.handler()->take(copyOf(function, subscriptionHandle, *notification));
