@@ -1,6 +1,7 @@
 #include "ManagedObjectAccess.h"
 
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -100,10 +101,18 @@ ZelOamSpiManagedObject_3& ManagedObjectAccess::managedObjectForComponents()
 void ManagedObjectAccess::reclaim()
 {
     const std::size_t reclaimed = _transactions.reclaim();
-    if (reclaimed > 0)
+    if (reclaimed == 0)
+    {
+        return;
+    }
+    try
     {
         LogService::write(WARNING,
                           "transactions left open beyond their time-out and reclaimed: " + std::to_string(reclaimed));
+    }
+    catch (const std::bad_alloc&)
+    {
+        // Without memory there is no warning. What was asked for, above all a closing, goes on: the counters tell.
     }
 }
 

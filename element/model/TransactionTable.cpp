@@ -1,7 +1,6 @@
 #include "TransactionTable.h"
 
 #include <atomic>
-#include <vector>
 
 #include "OrvThreadLock.h"
 #include "Transaction.h"
@@ -74,14 +73,12 @@ bool TransactionTable::close(unsigned long handle)
 
 std::size_t TransactionTable::reclaim()
 {
-    std::vector<std::shared_ptr<Transaction>> ended;  // as in close
+    std::map<unsigned long, Entry> ended;  // as in close; entries move over as they are, which takes no memory
     const Lock lock(_mutex);
     const TimePoint now = _clock();
     while (!_deadlines.empty() && _deadlines.begin()->first <= now)
     {
-        const auto found = _open.find(_deadlines.begin()->second);
-        ended.push_back(found->second.transaction);
-        _open.erase(found);
+        ended.insert(_open.extract(_deadlines.begin()->second));
         _deadlines.erase(_deadlines.begin());
         ++_reclaimed;
     }

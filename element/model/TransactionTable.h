@@ -49,7 +49,7 @@ public:
     // False for what is no handle of an open transaction.
     bool close(unsigned long handle) ORV_EXCLUDES(_mutex);
 
-    // Ends every transaction whose time-out has passed. Returns their number.
+    // Ends every transaction whose time-out has passed, which takes no memory. Returns their number.
     std::size_t reclaim() ORV_EXCLUDES(_mutex);
 
     TransactionCounters counters() const ORV_EXCLUDES(_mutex);

@@ -318,6 +318,35 @@ TEST_F(ManagedObjectAccessTest, WithoutMemoryOpeningAndReadingFailAndClosingDoes
     EXPECT_EQ(access.counters().openNow, 0u);
 }
 
+TEST_F(ManagedObjectAccessTest, WithoutMemoryAnEndedTimeOutDoesNotKeepATransactionFromBeingClosed)
+{
+    open(1);
+    open(1);
+    const unsigned long transaction = open();
+    now += std::chrono::seconds(1);
+    ZelReturnT closed;
+    {
+        const NoMemory none;
+        closed = transactions().closeTransaction(transaction);
+    }
+    EXPECT_EQ(closed, OrvOk);
+    EXPECT_EQ(access.counters().closed, 1u);
+    EXPECT_EQ(access.counters().reclaimed, 2u);
+    EXPECT_EQ(access.counters().openNow, 0u);
+}
+
+TEST_F(ManagedObjectAccessTest, ReclaimingNeedsNoMemory)
+{
+    open(1);
+    now += std::chrono::seconds(1);
+    {
+        const NoMemory none;
+        EXPECT_NO_THROW(access.reclaim());
+    }
+    EXPECT_EQ(access.counters().reclaimed, 1u);
+    EXPECT_EQ(access.counters().openNow, 0u);
+}
+
 TEST_F(ManagedObjectAccessTest, ASecondLivingOneIsRefused)
 {
     EXPECT_NE(ModelTest::errorOf([this] { ManagedObjectAccess second(ModelTest::awkwardModel(), element.data()); }),
