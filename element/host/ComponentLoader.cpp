@@ -1,6 +1,7 @@
 #include "ComponentLoader.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <vector>
@@ -11,6 +12,22 @@
 
 namespace OrvElement
 {
+
+namespace
+{
+
+// Opening a FIFO, dlopen would wait for a writer. A name that it would search for, or not find, is left to it.
+void requireNoWaiting(const std::string& libraryPath)
+{
+    struct stat status;
+    if (libraryPath.find('/') != std::string::npos && stat(libraryPath.c_str(), &status) == 0 &&
+        !S_ISREG(status.st_mode))
+    {
+        throw ElementError("cannot load component: " + libraryPath + ": not a regular file");
+    }
+}
+
+}  // namespace
 
 ComponentLoader::ComponentLoader(ComponentRegistry& registry) : _registry(registry) {}
 
@@ -25,6 +42,7 @@ void ComponentLoader::load(const std::string& libraryPath, const std::string& co
     {
         throw ElementError("component " + _libraryPath + " is loaded already");
     }
+    requireNoWaiting(libraryPath);
     // RTLD_NOW: a library with unresolved symbols fails here and not in the middle of a call. RTLD_LOCAL: two
     // components may define the same names.
     _library = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);

@@ -3,11 +3,13 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <vector>
 
 #include "ComponentRegistry.h"
 #include "ElementError.h"
+#include "TemporaryDirectory.h"
 
 namespace OrvElement
 {
@@ -127,6 +129,14 @@ TEST_F(ComponentLoaderTest, NamesALibraryThatIsNotThere)
 {
     EXPECT_THAT(failure("/nowhere/component.so"), HasSubstr("/nowhere/component.so"));
     EXPECT_THROW(loader.start(), ElementError);
+}
+
+TEST_F(ComponentLoaderTest, DoesNotWaitForTheWriterOfAFifo)
+{
+    const OrvTest::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/fifo";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(failure(path), "cannot load component: " + path + ": not a regular file");
 }
 
 TEST_F(ComponentLoaderTest, NamesTheEntryPointThatIsMissingAndUnloads)
