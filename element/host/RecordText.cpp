@@ -102,7 +102,7 @@ Json attributes(ZelMoNamedAttributeValueContainer_3** list)
     return array;
 }
 
-bool isChange(const OrvOamSpiNbiNotificationValue_1& record)
+bool hasDn(const OrvOamSpiNbiNotificationValue_1& record)
 {
     return record.dn != nullptr;
 }
@@ -160,7 +160,7 @@ std::string recordAsText(const std::string& subscription, const OrvOamSpiNbiNoti
 {
     std::string line =
         subscription + " " + notificationTypeName(record.notificationType) + " " + formatTime(record.eventTime);
-    if (isChange(record))
+    if (hasDn(record))
     {
         line += std::string(" ") + record.dn + " tx=" + std::to_string(record.txHandle) +
                 " seq=" + std::to_string(record.sequenceNumber);
@@ -175,7 +175,7 @@ std::string recordAsText(const std::string& subscription, const OrvOamSpiNbiNoti
 std::string recordSummary(const OrvOamSpiNbiNotificationValue_1& record)
 {
     std::string text = notificationTypeName(record.notificationType);
-    if (isChange(record))
+    if (hasDn(record))
     {
         text += std::string(" ") + record.dn;
         for (const Json& attribute : attributes(record.attributes))
@@ -195,7 +195,7 @@ std::string recordAsJson(const std::string& subscription, const OrvOamSpiNbiNoti
     Json json{{"subscription", subscription},
               {"type", notificationTypeName(record.notificationType)},
               {"eventTime", formatTime(record.eventTime)}};
-    if (isChange(record))
+    if (hasDn(record))
     {
         json["dn"] = record.dn;
         json["txHandle"] = record.txHandle;

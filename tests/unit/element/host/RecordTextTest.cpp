@@ -90,6 +90,21 @@ TEST(RecordText, WritesAControlRecordWithoutDnAndNumbers)
     EXPECT_EQ(recordSummary(record.record), "replayComplete");
 }
 
+// A subtree filter that has judged a deletion gives a control record once for each DN that went with it.
+TEST(RecordText, WritesAControlRecordThatHasADnWithIt)
+{
+    TestRecord record(heartbeatNotification);
+    record.record.txHandle = 0;
+    record.record.sequenceNumber = 0;
+    record.dn("a=1,b=*");
+    EXPECT_EQ(recordAsText("sub", record.record),
+              "sub heartbeatNotification 2023-11-14T22:13:20.000042Z a=1,b=* tx=0 seq=0");
+    EXPECT_EQ(recordAsJson("sub", record.record),
+              R"({"subscription":"sub","type":"heartbeatNotification","eventTime":"2023-11-14T22:13:20.000042Z",)"
+              R"("dn":"a=1,b=*","txHandle":0,"sequenceNumber":0,"attributes":[]})");
+    EXPECT_EQ(recordSummary(record.record), "heartbeatNotification a=1,b=*");
+}
+
 TEST(RecordText, WritesAChangeWithEverythingThatItHolds)
 {
     TestRecord record(attributeChanged);
