@@ -1,14 +1,16 @@
 #include "DataText.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
+#include <cstdint>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <utility>
-
-#include <sys/stat.h>
 
 namespace OrvElement
 {
@@ -29,9 +31,59 @@ bool endsWith(const std::string& text, const std::string& ending)
     return text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-struct FileCloser
+// A file that is open for reading. Its errors name the path.
+class File
 {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+public:
+    // Without O_NONBLOCK, opening a FIFO would wait for a writer, and reading some files of the system for news.
+    explicit File(const std::string& path)
+        : _path(path), _descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+    {
+        if (_descriptor == -1)
+        {
+            throw failure(std::strerror(errno));
+        }
+    }
+    ~File() { close(_descriptor); }
+
+    // All of it. A size that tells is believed, so that nothing of a file that is far too large is read.
+    std::string read(std::size_t maxSize) const
+    {
+        struct stat status;
+        if (fstat(_descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        {
+            throw failure("not a regular file");
+        }
+        bool tooLarge = static_cast<uintmax_t>(status.st_size) > maxSize;
+        std::string text;
+        char block[65536];
+        ssize_t length = 1;
+        while (!tooLarge && length > 0)
+        {
+            const std::size_t wanted = std::min(sizeof(block), maxSize - text.size() + 1);
+            length = ::read(_descriptor, block, wanted);
+            if (length == -1)
+            {
+                throw failure(std::strerror(errno));
+            }
+            text.append(block, static_cast<std::size_t>(length));
+            tooLarge = text.size() > maxSize;
+        }
+        if (tooLarge)
+        {
+            throw failure("larger than " + std::to_string(maxSize) + " bytes");
+        }
+        return text;
+    }
+
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+private:
+    ElementError failure(const std::string& cause) const { return ElementError(_path + ": " + cause); }
+
+    const std::string& _path;
+    const int _descriptor;
 };
 
 // One tag, comment, CDATA section or processing instruction.
@@ -186,29 +238,10 @@ std::string contentOf(const std::string& text, MarkupScanner& scanner, const Mar
 
 }  // namespace
 
-std::string readTextFile(const std::string& path)
+std::string readTextFile(const std::string& path, std::size_t maxSize)
 {
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    {
-        throw ElementError(path + ": not a regular file");
-    }
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-    if (!file)
-    {
-        throw ElementError(path + ": " + std::strerror(errno));
-    }
-    std::string text;
-    char block[65536];
-    std::size_t length;
-    while ((length = std::fread(block, 1, sizeof block, file.get())) > 0)
-    {
-        text.append(block, length);
-    }
-    if (std::ferror(file.get()))
-    {
-        throw ElementError(path + ": " + std::strerror(errno));
-    }
+    const File file(path);
+    std::string text = file.read(maxSize);
     if (startsWith(text, 0, BYTE_ORDER_MARK))
     {
         text.erase(0, std::strlen(BYTE_ORDER_MARK));

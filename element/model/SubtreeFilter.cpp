@@ -24,7 +24,7 @@ FilterElement parse(const std::string& text)
         case '<':
             return parseSubtreeXml(text);
         case '@':
-            return parseSubtreeXml(readTextFile(text.substr(1)));
+            return parseSubtreeXml(readTextFile(text.substr(1), FilterElement::MAX_SIZE));
         default:
             throw ElementError("it must begin with \"/\" for a path, \"<\" for XML or \"@\" for a file");
     }

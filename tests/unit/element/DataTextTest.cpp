@@ -1,8 +1,12 @@
 #include "DataText.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "ModelTestSupport.h"
+#include "TemporaryDirectory.h"
 
 using namespace OrvElement;
 using ModelTest::errorOf;
@@ -35,6 +39,43 @@ TEST(DataText, AMissingFileIsNamedWithTheCause)
 TEST(DataText, AFolderIsNoFile)
 {
     EXPECT_EQ(errorOf([] { readTextFile("/usr"); }), "/usr: not a regular file");
+}
+
+TEST(DataText, WhatHasNoEndIsNoFile)
+{
+    EXPECT_EQ(errorOf([] { readTextFile("/dev/zero"); }), "/dev/zero: not a regular file");
+}
+
+TEST(DataText, AFifoIsNotWaitedFor)
+{
+    const OrvTest::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/fifo";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(errorOf([&] { readTextFile(path); }), path + ": not a regular file");
+}
+
+TEST(DataText, AFileAsLargeAsMayBeIsRead)
+{
+    const ModelTest::TemporaryFile file(".xml", "12345");
+    EXPECT_EQ(readTextFile(file.path(), 5), "12345");
+}
+
+TEST(DataText, ALargerFileIsRefused)
+{
+    const ModelTest::TemporaryFile file(".xml", "123456");
+    EXPECT_EQ(errorOf([&] { readTextFile(file.path(), 5); }), file.path() + ": larger than 5 bytes");
+}
+
+TEST(DataText, AFileThatDoesNotTellItsSizeIsRefusedAllTheSame)
+{
+    EXPECT_EQ(errorOf([] { readTextFile("/proc/self/status", 5); }), "/proc/self/status: larger than 5 bytes");
+}
+
+TEST(DataText, WithoutABoundOfItsOwnAFileMayHaveOneGibibyte)
+{
+    const ModelTest::TemporaryFile file(".xml", "x");
+    std::filesystem::resize_file(file.path(), 1073741825);  // takes no room
+    EXPECT_EQ(errorOf([&] { readTextFile(file.path()); }), file.path() + ": larger than 1073741824 bytes");
 }
 
 TEST(DataText, AnEmptyFileIsAnError)

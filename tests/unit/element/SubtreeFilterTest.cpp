@@ -484,6 +484,17 @@ TEST(SubtreeFilter, RefusesATextOfNoKnownForm)
     EXPECT_EQ(errorOf([] { SubtreeFilter(ietfModel(), {}); }), "a subtree filter without a text would select nothing");
 }
 
+TEST(SubtreeFilter, ReadsNoMoreOfAFileThanAFilterMayHave)
+{
+    const std::string open = "<interfaces>";
+    const std::string close = "</interfaces>";
+    const std::string content(256 * 1024 - open.size() - close.size(), ' ');
+    const TemporaryFile longest(".xml", open + content + close);
+    EXPECT_EQ(oneTree(ietfModel(), "@" + longest.path()), "ManagedElement{#interfaces}");
+    const TemporaryFile longer(".xml", open + content + close + " ");
+    EXPECT_EQ(refusal(ietfModel(), "@" + longer.path()), longer.path() + ": larger than 262144 bytes");
+}
+
 TEST(SubtreeFilter, QuotesNoMoreThanTheBeginOfALongText)
 {
     const std::string text = "/" + std::string(1000, 'x');
