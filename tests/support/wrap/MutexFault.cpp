@@ -17,6 +17,8 @@ std::atomic<MutexFault::Where> faultyWhere{MutexFault::anywhere};
 std::atomic<pthread_t> faultMaker{};
 std::atomic<bool> everyCallFails{false};
 std::atomic<int> callsUntilFault{0};
+// Of the notice only who uses its mutex takes notice: any other thread may come by while it goes.
+std::atomic<const pthread_mutex_t*> noticedMutex{nullptr};
 std::atomic<const LockNotice*> lockNotice{nullptr};
 
 bool counts(MutexFault::Where where)
@@ -73,9 +75,10 @@ MutexFault::~MutexFault()
 }
 
 LockNotice::LockNotice(const pthread_mutex_t& mutex, std::function<void(Operation)> action)
-    : _mutex(mutex), _owner(pthread_self()), _action(std::move(action))
+    : _owner(pthread_self()), _action(std::move(action))
 {
     lockNotice.store(this);
+    noticedMutex.store(&mutex);
 }
 
 LockNotice::LockNotice(const Poco::FastMutex& mutex, std::function<void(Operation)> action)
@@ -95,13 +98,18 @@ LockNotice::LockNotice(const Poco::Mutex& mutex, std::function<void()> action)
 
 LockNotice::~LockNotice()
 {
+    noticedMutex.store(nullptr);
     lockNotice.store(nullptr);
 }
 
 void LockNotice::before(Operation operation, const pthread_mutex_t* mutex)
 {
+    if (mutex != noticedMutex.load())
+    {
+        return;
+    }
     const LockNotice* const notice = lockNotice.load();
-    if (notice != nullptr && mutex == &notice->_mutex && pthread_equal(pthread_self(), notice->_owner) == 0)
+    if (notice != nullptr && pthread_equal(pthread_self(), notice->_owner) == 0)
     {
         notice->_action(operation);
     }

@@ -46,7 +46,7 @@ private:
 
 // While it lives, the action runs before what other threads do with the mutex, on those threads: each attempt to lock
 // it or, in the second form, every operation, whose kind the action is given. Together with a thread that holds the
-// mutex this tells that the other one has come to wait. One at a time.
+// mutex this tells that the other one has come to wait. One at a time; at its end no other thread may be at the mutex.
 class LockNotice
 {
 public:
@@ -70,7 +70,6 @@ public:
 private:
     LockNotice(const pthread_mutex_t& mutex, std::function<void(Operation)> action);
 
-    const pthread_mutex_t& _mutex;
     const pthread_t _owner;
     const std::function<void(Operation)> _action;
 };
