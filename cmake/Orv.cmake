@@ -20,6 +20,7 @@ endif()
 
 set(ORV_SANITIZER "" CACHE STRING "Sanitizer for -fsanitize=, empty for none")
 option(ORV_COVERAGE "Instrument for line and branch coverage" OFF)
+option(ORV_FUZZ "Instrument for the fuzzer, and build the fuzz targets" OFF)
 get_filename_component(ORV_SOURCE_DIR "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual -Wshadow)
@@ -38,6 +39,9 @@ if(ORV_SANITIZER)
     if(ORV_SANITIZER MATCHES "undefined")
         add_compile_options(-fno-sanitize-recover=undefined)
     endif()
+endif()
+if(ORV_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 if(ORV_COVERAGE)
     # Several threads count at once: without atomic counters numbers get lost, and differences turn negative.

@@ -357,6 +357,27 @@ private:
     Mix& _mix;
 };
 
+// "" if both sides found the same, otherwise the first line in which they differ.
+std::string firstDifference(const char* what, const std::vector<std::string>& filter,
+                            const std::vector<std::string>& plain)
+{
+    for (size_t i = 0; i < std::max(filter.size(), plain.size()); ++i)
+    {
+        const std::string left = i < filter.size() ? filter[i] : "nothing";
+        const std::string right = i < plain.size() ? plain[i] : "nothing";
+        if (left != right)
+        {
+            return std::string(what) + " " + std::to_string(i) + "\n  filter: " + left + "\n  plain:  " + right;
+        }
+    }
+    return "";
+}
+
+std::string firstDifference(const char* what, unsigned int filter, unsigned int plain)
+{
+    return firstDifference(what, {std::to_string(filter)}, {std::to_string(plain)});
+}
+
 }  // namespace
 
 Findings realFindings(const FilterCase& filterCase)
@@ -375,6 +396,29 @@ Findings naiveFindings(const FilterCase& filterCase, Mix& mix)
     Findings findings;
     NaiveRun(filterCase, findings, mix);
     return findings;
+}
+
+std::string difference(const FilterCase& filterCase, Mix& mix)
+{
+    const Findings plain = naiveFindings(filterCase, mix);
+    const Findings filter = realFindings(filterCase);
+    const std::string differences[] = {
+        firstDifference("answer", filter.answers, plain.answers),
+        firstDifference("record", filter.records, plain.records),
+        firstDifference("call of the framework", filter.calls, plain.calls),
+        firstDifference("DN formed", filter.dnCalls, plain.dnCalls),
+        firstDifference("transactions opened", filter.opened, plain.opened),
+        firstDifference("transactions closed", filter.closed, plain.closed),
+        firstDifference("misuses of handles", filter.misuses, plain.misuses),
+    };
+    for (const std::string& found : differences)
+    {
+        if (!found.empty())
+        {
+            return found;
+        }
+    }
+    return "";
 }
 
 }  // namespace OrvTest

@@ -43,4 +43,7 @@ Findings realFindings(const FilterCase& filterCase);
 // Of the plain evaluation; adds to the mix.
 Findings naiveFindings(const FilterCase& filterCase, Mix& mix);
 
+// "" if both found the same, otherwise the first line in which they differ. Adds to the mix.
+std::string difference(const FilterCase& filterCase, Mix& mix);
+
 }  // namespace OrvTest

@@ -30,6 +30,7 @@ class Generator : private RandomValues
 {
 public:
     explicit Generator(unsigned int seed) : RandomValues(seed) { _case.seed = seed; }
+    explicit Generator(const std::vector<uint8_t>& choices) : RandomValues(choices) {}
 
     FilterCase make()
     {
@@ -415,6 +416,11 @@ private:
 FilterCase randomFilterCase(unsigned int seed)
 {
     return Generator(seed).make();
+}
+
+FilterCase randomFilterCase(const std::vector<uint8_t>& choices)
+{
+    return Generator(choices).make();
 }
 
 }  // namespace OrvTest

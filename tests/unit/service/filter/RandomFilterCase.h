@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ struct FilterCase
 
 // The same seed gives the same case on every machine.
 FilterCase randomFilterCase(unsigned int seed);
+// The bytes decide what comes, see RandomValues; the seed of the case is 0.
+FilterCase randomFilterCase(const std::vector<uint8_t>& choices);
 
 // All of the case, for a reader.
 std::string describe(const FilterCase& filterCase);

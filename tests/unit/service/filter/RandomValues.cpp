@@ -29,6 +29,15 @@ uint64_t bitsOf(double number)
 
 }  // namespace
 
+unsigned int RandomValues::pick(unsigned int below)
+{
+    if (_nextChoice < _choices.size())
+    {
+        return _choices[_nextChoice++] % below;
+    }
+    return static_cast<unsigned int>(_random() % below);
+}
+
 int32_t RandomValues::anyType()
 {
     if (chance(6))

@@ -19,8 +19,10 @@ class RandomValues
 {
 public:
     explicit RandomValues(unsigned int seed) : _random(seed) {}
+    // These bytes decide first, one for each choice; what they leave open, chance does.
+    explicit RandomValues(const std::vector<uint8_t>& choices) : _random(1), _choices(choices) {}
 
-    unsigned int pick(unsigned int below) { return static_cast<unsigned int>(_random() % below); }
+    unsigned int pick(unsigned int below);
     bool chance(unsigned int percent) { return pick(100) < percent; }
     template <typename T>
     T one(const std::vector<T>& of)
@@ -47,6 +49,8 @@ private:
     uint64_t oneBit();
 
     std::mt19937 _random;
+    const std::vector<uint8_t> _choices;
+    size_t _nextChoice = 0;
 };
 
 }  // namespace OrvTest

@@ -24,50 +24,6 @@ const unsigned int SHARDS = 10;
 const unsigned int NOTIFICATIONS_PER_SHARD = 12000;
 const unsigned int SEEDS_PER_SHARD = 1000000;
 
-// "" if both sides found the same, otherwise the first line in which they differ.
-std::string firstDifference(const char* what, const std::vector<std::string>& filter,
-                            const std::vector<std::string>& plain)
-{
-    for (size_t i = 0; i < std::max(filter.size(), plain.size()); ++i)
-    {
-        const std::string left = i < filter.size() ? filter[i] : "nothing";
-        const std::string right = i < plain.size() ? plain[i] : "nothing";
-        if (left != right)
-        {
-            return std::string(what) + " " + std::to_string(i) + "\n  filter: " + left + "\n  plain:  " + right;
-        }
-    }
-    return "";
-}
-
-std::string firstDifference(const char* what, unsigned int filter, unsigned int plain)
-{
-    return firstDifference(what, {std::to_string(filter)}, {std::to_string(plain)});
-}
-
-std::string difference(const FilterCase& filterCase, Mix& mix)
-{
-    const Findings plain = naiveFindings(filterCase, mix);
-    const Findings filter = realFindings(filterCase);
-    const std::string differences[] = {
-        firstDifference("answer", filter.answers, plain.answers),
-        firstDifference("record", filter.records, plain.records),
-        firstDifference("call of the framework", filter.calls, plain.calls),
-        firstDifference("DN formed", filter.dnCalls, plain.dnCalls),
-        firstDifference("transactions opened", filter.opened, plain.opened),
-        firstDifference("transactions closed", filter.closed, plain.closed),
-        firstDifference("misuses of handles", filter.misuses, plain.misuses),
-    };
-    for (const std::string& found : differences)
-    {
-        if (!found.empty())
-        {
-            return found;
-        }
-    }
-    return "";
-}
-
 // How a case differs that can lose no further piece without agreeing.
 std::string smallestDifference(FilterCase failing)
 {
