@@ -132,12 +132,14 @@ void NotificationServiceRunnable::stop()
     {
         RegistryLock lock(_mutex);
         _running = false;
-        for (const auto& entry : _subscriptions)
+        // One after the other: if a stop fails, the table holds none that is gone.
+        while (!_subscriptions.empty())
         {
-            entry.second->stop();
-            delete entry.second;
+            const auto entry = _subscriptions.begin();
+            entry->second->stop();
+            delete entry->second;
+            _subscriptions.erase(entry);
         }
-        _subscriptions.clear();
     }
     NotificationThreadPoolManager::instance().stopAll();
     NOTIF_TRACE(" << ");

@@ -141,6 +141,20 @@ TEST_F(NotificationServiceRegistry, RemovesASubscriptionOnceWithItsFilter)
     EXPECT_EQ(registry._subscriptions.size(), 1u);
 }
 
+TEST_F(NotificationServiceRegistry, ForgetsWhatAStopHasDeletedBeforeItFailed)
+{
+    ASSERT_EQ(add(1), OrvOk);
+    ASSERT_EQ(add(2), OrvOk);
+    {
+        const MutexFault fault(registry._subscriptions.at(2)->_queueMutex, MutexFault::lockFails);
+        EXPECT_THROW(registry.stop(), Poco::SystemException);
+    }
+    EXPECT_EQ(deleted, 1u);
+    EXPECT_EQ(registry._subscriptions.size(), 1u);
+    EXPECT_EQ(registry._subscriptions.count(2), 1u);
+    store(1000, "A=1");  // is offered to nobody who is gone
+}
+
 TEST_F(NotificationServiceRegistry, LeavesTheTableAloneForAnUnknownHandle)
 {
     ASSERT_EQ(add(1), OrvOk);
