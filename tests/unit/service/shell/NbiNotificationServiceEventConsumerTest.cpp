@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 
+#include <functional>
 #include <future>
 
 #include "IntakeTest.h"
@@ -374,10 +375,13 @@ TEST_F(NbiNotificationServiceEventConsumer, WaitsForAnEventInProgressWhenItStops
     event->operation("Port=1", objectCreated).operation("Port=2", objectCreated);
     framework.router().post(event);
     inside.get_future().wait();
-    framework.setLevel(8);
-    std::future<OrvReturnT> stopped =
-        std::async(std::launch::async, [&] { return consumer().stop(ZelStateChangeDeactivate); });
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, " >> ", 1, RecordingHandler::TIMEOUT_SECONDS));
+    std::promise<void> comesToWait;
+    std::future<OrvReturnT> stopped;
+    {
+        const LockNotice notice(consumer()._mutex, [&] { comesToWait.set_value(); });
+        stopped = std::async(std::launch::async, [&] { return consumer().stop(ZelStateChangeDeactivate); });
+        comesToWait.get_future().wait();
+    }
     EXPECT_EQ(stopped.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     goOn.set_value();
     EXPECT_EQ(stopped.get(), OrvOk);
