@@ -40,7 +40,7 @@ public:
     uint32_t count(uint32_t after, uint32_t before, const Selection& selection) const;
 
 private:
-    static constexpr size_t KEPT = 4096;
+    static constexpr size_t KEPT = 256;
 
     std::map<uint32_t, uint32_t> _lastByFirst;
 };
@@ -144,7 +144,7 @@ private:
     static constexpr uint32_t ROOM = 64;         // records of a producer on their way
     static constexpr uint32_t REFUSALS = 16;     // in a row, before a producer waits for the end of a restart
     static constexpr uint64_t WAKE_EVERY = 128;  // pushes
-    static constexpr size_t CHANGES_KEPT = 4096;
+    static constexpr size_t CHANGES_KEPT = 256;
     static constexpr int TIMEOUT_SECONDS = 120;  // turns a hang into a failure
 
     static Numbers read(const Counters& counters);

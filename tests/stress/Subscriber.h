@@ -36,7 +36,7 @@ const char* nameOf(Manner manner);
 class Accounts
 {
 public:
-    static constexpr unsigned int BUCKETS = 64;  // four for each power of two, from a microsecond on
+    static constexpr unsigned int BUCKETS = 112;  // four for each power of two, from a microsecond on
 
     void add(Manner manner, const Account& account);
     Account of(Manner manner) const;
