@@ -67,9 +67,23 @@ bool parse(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark)
         return false;
     }
     mark.turn = record.txHandle;
-    const uint64_t value = attribute.values[0].u64;
-    mark.clock = static_cast<uint32_t>(value);
-    return static_cast<uint32_t>(value >> 32) == mark.number;
+    mark.clock = static_cast<uint32_t>(attribute.values[0].u64);
+    return attribute.values[0].u64 == valueOf(mark);
+}
+
+uint64_t valueOf(const Mark& mark)
+{
+    return static_cast<uint64_t>(mark.number) << 32 | mark.clock;
+}
+
+MarkedRecord::MarkedRecord(const Mark& mark)
+    : _dn(dnOf(mark)),
+      _value(),
+      _attribute{ATTRIBUTE, 8, 1, &_value},
+      _attributes{&_attribute, nullptr},
+      _record{mark.stamp, &_dn[0], mark.turn, mark.number, typeOf(mark.number), _attributes}
+{
+    _value.u64 = valueOf(mark);
 }
 
 Selection Selection::everything()

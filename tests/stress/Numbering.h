@@ -40,6 +40,26 @@ bool parseDn(const char* dn, Mark& mark);
 // Reads all of a record. False if it is not what the producer of such a record has pushed.
 bool parse(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark);
 
+// A record that says so of itself. Not to be moved.
+class MarkedRecord
+{
+public:
+    explicit MarkedRecord(const Mark& mark);
+    OrvOamSpiNbiNotificationValue_1& operator*() { return _record; }
+
+    MarkedRecord(const MarkedRecord&) = delete;
+    MarkedRecord& operator=(const MarkedRecord&) = delete;
+
+private:
+    std::string _dn;
+    ZelMoAttributeValue_3 _value;
+    ZelMoNamedAttributeValueContainer_3 _attribute;
+    ZelMoNamedAttributeValueContainer_3* _attributes[2];
+    OrvOamSpiNbiNotificationValue_1 _record;
+};
+// The value of its attribute.
+uint64_t valueOf(const Mark& mark);
+
 // Some of the producers and some of the types: what a subscriber wants.
 struct Selection
 {

@@ -60,21 +60,15 @@ void Producers::run(unsigned int producer)
 
 OrvReturnT Producers::push(const Mark& mark)
 {
-    std::string dn = dnOf(mark);
-    ZelMoAttributeValue_3 value = ZelMoAttributeValue_3();
-    value.u64 = static_cast<uint64_t>(mark.number) << 32 | mark.clock;
-    ZelMoNamedAttributeValueContainer_3 attribute = {ATTRIBUTE, 8, 1, &value};
-    ZelMoNamedAttributeValueContainer_3* attributes[] = {&attribute, nullptr};
-    OrvOamSpiNbiNotificationValue_1 record = {mark.stamp,          &dn[0],    mark.turn, mark.number,
-                                              typeOf(mark.number), attributes};
-    return _service.table().pushNotification(record);
+    MarkedRecord record(mark);
+    return _service.table().pushNotification(*record);
 }
 
 // Comes back when the event has been delivered. What the consumer drops while the service starts or stops is not told.
 void Producers::publish(const Mark& mark)
 {
     OrvTest::CmEvent event(static_cast<uint64_t>(mark.stamp) * 1000, mark.turn);
-    const int64_t value = static_cast<int64_t>(static_cast<uint64_t>(mark.number) << 32 | mark.clock);
+    const int64_t value = static_cast<int64_t>(valueOf(mark));
     event.operation(dnOf(mark), typeOf(mark.number), {{ATTRIBUTE, 8, value, ""}});
     _service.framework().router().publish(event);
 }
