@@ -52,8 +52,8 @@ public:
     // whatever locks it holds. Null takes it back.
     void whenLine(LogLine::Source source, const std::string& beginning, std::function<void()> action);
 
-    // From now on no line is kept: each goes to this function, on the thread that logs and with whatever locks it holds.
-    // For programs that run for hours. Before the first line.
+    // From now on no line is kept: each goes to this function, on the thread that logs and with whatever locks it
+    // holds. For programs that run for hours. Before the first line.
     void keepNothing(std::function<void(const LogLine&)> consumer);
 
     // Writes each further line to standard error as well: for death tests, whose parent sees nothing else.
