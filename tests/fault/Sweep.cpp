@@ -1,0 +1,220 @@
+#include "Sweep.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <limits>
+#include <stdexcept>
+
+namespace OrvTest
+{
+
+namespace
+{
+
+const unsigned int NEVER = std::numeric_limits<unsigned int>::max();
+const unsigned int MOST_SURPRISES = 3;
+
+const char* nameOf(Outcome outcome)
+{
+    switch (outcome)
+    {
+        case Outcome::passed:
+            return "passed";
+        case Outcome::refused:
+            return "refused";
+        case Outcome::threw:
+            return "threw";
+        case Outcome::dropped:
+            return "dropped";
+        case Outcome::threadEnded:
+            return "service thread ended";
+        case Outcome::aborted:
+            return "aborted";
+        case Outcome::terminated:
+            return "terminated";
+        default:
+            return "defective";
+    }
+}
+
+const char* nameOf(Actor actor)
+{
+    static const char* const names[] = {"caller", "service thread", "pool threads"};
+    return names[static_cast<int>(actor)];
+}
+
+const char* nameOf(Ending ending)
+{
+    static const char* const names[] = {"finished", "aborted", "terminated", "crashed", "hung"};
+    return names[static_cast<int>(ending)];
+}
+
+std::string namesOf(const Outcomes& outcomes)
+{
+    std::string names;
+    for (const Outcome outcome : outcomes)
+    {
+        names += std::string(names.empty() ? "" : ", ") + nameOf(outcome);
+    }
+    return names;
+}
+
+void takeBack(Facts& facts)
+{
+    if (facts.met)
+    {
+        return;
+    }
+    facts.met = FaultLayer::disarm();
+    facts.calls = FaultLayer::calls();
+    facts.objects = FaultLayer::objects();
+    FaultLayer::describePlace(facts.place, sizeof(facts.place));
+}
+
+void run(const Scenario& scenario, const Fault& fault, Facts& facts)
+{
+    FaultLayer::watch();
+    World world;
+    if (scenario.prepare)
+    {
+        scenario.prepare(world);
+    }
+    const auto arm = [&fault] { FaultLayer::arm(fault); };
+    if (scenario.from.empty())
+    {
+        arm();
+    }
+    else
+    {
+        world.framework.plan().whenCalled(scenario.from, arm);
+    }
+    if (!scenario.until.empty())
+    {
+        world.framework.plan().whenCalled(scenario.until, [&facts] { takeBack(facts); });
+    }
+    try
+    {
+        facts.answer = scenario.act(world);
+    }
+    catch (const std::runtime_error&)
+    {
+        throw;  // of the test's own
+    }
+    catch (const std::exception&)
+    {
+        facts.threw = true;
+    }
+    takeBack(facts);
+    world.framework.plan().whenCalled(scenario.from, nullptr);
+    world.framework.plan().whenCalled(scenario.until, nullptr);
+    world.examine(facts);
+    facts.effect = !scenario.effect || scenario.effect(world);
+    world.leave(facts);
+}
+
+std::string defectsOf(const RunReport& report, const Expectation& expected)
+{
+    const Facts& facts = report.facts;
+    std::string defects;
+    const auto check = [&defects](bool fine, const std::string& what)
+    {
+        if (!fine)
+        {
+            defects += " [" + what + "]";
+        }
+    };
+    check(facts.trouble[0] == '\0', facts.trouble);
+    check(facts.served, "the healthy subscriber is not served");
+    check(facts.entriesWork, "not every entry works");
+    check(facts.stopped, "it did not stop");
+    check(facts.held == 0, std::to_string(facts.held) + " mutexes are held");
+    check(facts.threads <= expected.lostThreads, std::to_string(facts.threads) + " threads are left");
+    check(facts.unjoined <= expected.lostThreads, std::to_string(facts.unjoined) + " threads are not joined");
+    check(facts.consumers == 0, std::to_string(facts.consumers) + " consumers are left at the router");
+    check(facts.blocks <= expected.lostBlocks, std::to_string(facts.blocks) + " blocks are left");
+    check(facts.foreignBlocks <= expected.lostForeignBlocks,
+          std::to_string(facts.foreignBlocks) + " blocks of libraries are left");
+    return defects;
+}
+
+Outcome outcomeOf(const RunReport& report, const Expectation& expected)
+{
+    switch (report.ending)
+    {
+        case Ending::aborted:
+            return Outcome::aborted;
+        case Ending::terminated:
+            return Outcome::terminated;
+        case Ending::finished:
+            break;
+        default:
+            return Outcome::defective;
+    }
+    const Facts& facts = report.facts;
+    if (!defectsOf(report, expected).empty())
+    {
+        return Outcome::defective;
+    }
+    if (facts.threw)
+    {
+        return Outcome::threw;
+    }
+    if (facts.threadEnded)
+    {
+        return Outcome::threadEnded;
+    }
+    if (facts.answer != OrvOk)
+    {
+        return Outcome::refused;
+    }
+    return facts.effect ? Outcome::passed : Outcome::dropped;
+}
+
+std::string describe(const RunReport& report, const Expectation& expected)
+{
+    return std::string("the child ") + nameOf(report.ending) + defectsOf(report, expected) + ", answer " +
+           std::to_string(report.facts.answer) + "\nmet at\n" + report.facts.place + "standard error:\n" +
+           report.errors;
+}
+
+}  // namespace
+
+void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
+{
+    Outcomes seen;
+    Expectation lost;
+    unsigned int surprises = 0;
+    bool met = true;
+    unsigned int nth = 0;
+    for (; met && surprises < MOST_SURPRISES; ++nth)
+    {
+        fault.nth = nth == 0 ? NEVER : nth;
+        const RunReport report = runInChild([&](Facts& facts) { run(scenario, fault, facts); });
+        const Outcome outcome = outcomeOf(report, expected);
+        met = nth == 0 || report.facts.met || report.ending != Ending::finished;
+        bool foreseen = outcome == Outcome::passed;
+        if (nth != 0 && met)
+        {
+            foreseen = expected.outcomes.count(outcome) + expected.sometimes.count(outcome) != 0;
+            seen.insert(outcome);
+            lost.lostBlocks = std::max(lost.lostBlocks, report.facts.blocks);
+            lost.lostForeignBlocks = std::max(lost.lostForeignBlocks, report.facts.foreignBlocks);
+            lost.lostThreads = std::max(lost.lostThreads, report.facts.unjoined);
+        }
+        surprises += foreseen ? 0 : 1;
+        EXPECT_TRUE(foreseen) << scenario.name << ", fault " << nth << (fault.fromThenOn ? " and from then on" : "")
+                              << ": " << nameOf(outcome) << ", " << describe(report, expected);
+    }
+    std::printf("%s, %s, %s: %u calls; %s; at most %u blocks, %u of libraries, %u threads lost\n",
+                scenario.name.c_str(), nameOf(fault.actor), fault.fromThenOn ? "from then on" : "once", nth - 2,
+                namesOf(seen).c_str(), lost.lostBlocks, lost.lostForeignBlocks, lost.lostThreads);
+    for (const Outcome outcome : expected.outcomes)
+    {
+        EXPECT_EQ(seen.count(outcome), 1u) << scenario.name << ": never " << nameOf(outcome);
+    }
+}
+
+}  // namespace OrvTest
