@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <regex>
+#include <utility>
 
 #include "Crossing.h"
 
@@ -81,13 +82,23 @@ void FakeEventRouter::drain()
 
 void FakeEventRouter::deliver(const std::string& eventType, const std::vector<std::string>& dns, void* value)
 {
-    for (const Subscription& subscription : subscriptionsOf(eventType))
+    typedef decltype(ZelOamSpiEventConsumer::notify) Callback;
+    std::vector<std::pair<Callback, Subscription>> wanted;
     {
-        if (passes(subscription.filter, dns))
+        // A consumer frees its array and its table when it has removed its subscription, so both are read before.
+        const std::lock_guard<std::mutex> lock(_mutex);
+        for (const Subscription& subscription : _subscriptions)
         {
-            const Crossing crossing(Crossing::toService);
-            subscription.consumer->notify(subscription.handle, eventType.c_str(), subscription.filter, value);
+            if (subscription.eventType == eventType && passes(subscription.filter, dns))
+            {
+                wanted.emplace_back(subscription.consumer->notify, subscription);
+            }
         }
+    }
+    for (const auto& entry : wanted)
+    {
+        const Crossing crossing(Crossing::toService);
+        entry.first(entry.second.handle, eventType.c_str(), entry.second.filter, value);
     }
 }
 
