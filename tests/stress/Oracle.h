@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Account.h"
 #include "Ledger.h"
 #include "Numbering.h"
 
@@ -23,28 +24,6 @@ struct Wish
     Checkpoint from = Checkpoint();
     bool toCheckpoint = false;  // in the past, with all up to it processed
     Checkpoint to = Checkpoint();
-};
-
-// What subscriptions have been through, for the closing table.
-struct Account
-{
-    uint64_t subscriptions = 0;
-    uint64_t delivered = 0;  // records that were seen, each counted once
-    uint64_t replayed = 0;   // of these
-    uint64_t offeredAgain = 0;
-    uint64_t purged = 0;   // records that are missing behind an overflow record
-    uint64_t refused = 0;  // records that are missing since the service has refused them
-    uint64_t overflows = 0;
-    uint64_t purgesMeasured = 0;  // overflows whose loss was compared with the limit
-    uint64_t gaps = 0;
-    uint64_t gapsJudged = 0;   // subscriptions for which it was certain whether a gap record was due
-    uint64_t seamsJudged = 0;  // replays for which it was certain where they had to begin
-    uint64_t endsJudged = 0;   // replays up to a past stop time for which the same holds for the end
-    uint64_t notices = 0;
-    uint64_t heartbeats = 0;
-    uint64_t completions = 0;
-
-    void add(const Account& other);
 };
 
 // Knows what one subscription must have seen and may have seen, and compares. What it does not hold against the

@@ -1,7 +1,6 @@
 #include "Subscriber.h"
 
 #include <algorithm>
-#include <cmath>
 #include <shared_mutex>
 #include <stdexcept>
 #include <utility>
@@ -51,73 +50,6 @@ OrvTest::LegacyFilter filterOf(const Selection& selection)
 }
 
 }  // namespace
-
-const char* nameOf(Manner manner)
-{
-    static const char* const names[MANNERS] = {"fast",  "slow",          "retrying", "always retrying",
-                                               "stuck", "deregistering", "throwing", "odd answers"};
-    return names[static_cast<unsigned int>(manner)];
-}
-
-void Accounts::add(Manner manner, const Account& account)
-{
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _accounts[static_cast<unsigned int>(manner)].add(account);
-}
-
-Account Accounts::of(Manner manner) const
-{
-    const std::lock_guard<std::mutex> lock(_mutex);
-    return _accounts[static_cast<unsigned int>(manner)];
-}
-
-Account Accounts::total() const
-{
-    const std::lock_guard<std::mutex> lock(_mutex);
-    Account sum;
-    for (const Account& account : _accounts)
-    {
-        sum.add(account);
-    }
-    return sum;
-}
-
-void Accounts::took(Manner manner, int64_t microseconds)
-{
-    const double quarters = 4 * std::log2(static_cast<double>(std::max<int64_t>(1, microseconds)));
-    const unsigned int bucket = std::min(BUCKETS - 1, static_cast<unsigned int>(quarters));
-    _latencies[static_cast<unsigned int>(manner)][bucket].fetch_add(1, std::memory_order_relaxed);
-}
-
-std::array<uint64_t, Accounts::BUCKETS> Accounts::latencies(Manner manner) const
-{
-    std::array<uint64_t, BUCKETS> counts = {};
-    for (unsigned int i = 0; i < BUCKETS; ++i)
-    {
-        counts[i] = _latencies[static_cast<unsigned int>(manner)][i].load(std::memory_order_relaxed);
-    }
-    return counts;
-}
-
-double Accounts::quantile(const std::array<uint64_t, BUCKETS>& counts, double share)
-{
-    uint64_t all = 0;
-    for (const uint64_t count : counts)
-    {
-        all += count;
-    }
-    const double wanted = share * static_cast<double>(all);
-    uint64_t sum = 0;
-    for (unsigned int i = 0; i < BUCKETS && all != 0; ++i)
-    {
-        sum += counts[i];
-        if (static_cast<double>(sum) >= wanted)
-        {
-            return std::exp2((i + 1) / 4.0);
-        }
-    }
-    return 0;
-}
 
 std::array<std::atomic<Subscriber*>, Subscriber::MOST> Subscriber::_places;
 

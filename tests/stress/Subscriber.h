@@ -9,52 +9,13 @@
 #include <random>
 #include <string>
 
+#include "Account.h"
 #include "Ledger.h"
 #include "Oracle.h"
 #include "Service.h"
 
 namespace OrvStress
 {
-
-// How a subscriber takes its records.
-enum class Manner
-{
-    Fast,
-    Slow,            // waits inside each call for a while
-    Retrying,        // wants a record up to three more times before it takes it
-    RetryingAlways,  // never takes one
-    Stuck,           // does not return
-    Deregistering,   // answers so after some records, and stays
-    Throwing,
-    Odd  // answers with codes that mean nothing
-};
-const unsigned int MANNERS = 8;
-const char* nameOf(Manner manner);
-
-// What each manner has been through, and how long its live records took from their stamp to the handler.
-// Threads: any.
-class Accounts
-{
-public:
-    static constexpr unsigned int BUCKETS = 112;  // four for each power of two, from a microsecond on
-
-    void add(Manner manner, const Account& account);
-    Account of(Manner manner) const;
-    Account total() const;
-
-    void took(Manner manner, int64_t microseconds);
-    std::array<uint64_t, BUCKETS> latencies(Manner manner) const;
-    // The upper bound of the bucket in which this share of the values ends, microseconds; 0 without values.
-    static double quantile(const std::array<uint64_t, BUCKETS>& counts, double share);
-
-    std::atomic<uint64_t> answers{0};     // answers that the service must have logged
-    std::atomic<uint64_t> exceptions{0};  // exceptions that it must have logged
-
-private:
-    mutable std::mutex _mutex;
-    std::array<Account, MANNERS> _accounts;
-    std::array<std::array<std::atomic<uint64_t>, BUCKETS>, MANNERS> _latencies{};
-};
 
 // What a scenario wants of its subscribers.
 struct Habits
