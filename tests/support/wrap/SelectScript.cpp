@@ -63,7 +63,7 @@ std::optional<int> SelectScript::answer(int count, fd_set* readSet, fd_set* writ
     }
     const Step step = _steps.front();
     _steps.pop_front();
-    if (step.result > 0)
+    if (step.result >= 0)
     {
         FD_ZERO(readSet);
     }

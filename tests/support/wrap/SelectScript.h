@@ -19,7 +19,7 @@ class SelectScript
 public:
     struct Step
     {
-        int result;  // a positive one leaves no descriptor in the set
+        int result;  // one that is not negative leaves no descriptor in the set
         int error;   // for errno
     };
     // What one call was asked.

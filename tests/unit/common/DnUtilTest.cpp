@@ -58,4 +58,18 @@ TEST(DnUtil, ThrowsForANullParentClassOrKeyValueAndLeavesTheResultAlone)
     EXPECT_EQ(dn, "untouched");
 }
 
+TEST(DnUtil, TellsWhatItWasGivenWhenItThrows)
+{
+    std::string dn;
+    try
+    {
+        Orv::DnUtil::getDn("A=1", nullptr, "b", "2", dn);
+        FAIL();
+    }
+    catch (const Orv::OrvException& e)
+    {
+        EXPECT_STREQ(e.what(), "A DN cannot be formed from parent A=1, class (null), key value 2");
+    }
+}
+
 }  // namespace

@@ -312,9 +312,13 @@ TEST_F(LoggingWrapper, OffersEachSinkOperationByItself)
     EXPECT_EQ(calls[1].text, "trace 2");
     EXPECT_EQ(calls[1].number, 9);
     EXPECT_EQ(calls[1].line, 3);
+    EXPECT_EQ(calls[1].file, "file");
+    EXPECT_EQ(calls[1].function, "function");
     EXPECT_EQ(calls[2].text, "second 3");
     EXPECT_EQ(calls[2].number, 14);
     EXPECT_EQ(calls[2].line, 4);
+    EXPECT_EQ(calls[2].file, "file");
+    EXPECT_EQ(calls[2].function, "function");
     EXPECT_EQ(calls[2].subsystem, Orv::Trace::Notif);
 }
 

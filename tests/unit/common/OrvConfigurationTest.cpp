@@ -186,6 +186,36 @@ TEST_F(OrvConfiguration, HasNoDocumentAfterAFailedLoad)
     EXPECT_THROW(_configuration.getElementsByTagName("a"), Orv::OrvException);
 }
 
+// The descriptor that is opened next.
+int nextDescriptor()
+{
+    const int descriptor = dup(STDERR_FILENO);
+    close(descriptor);
+    return descriptor;
+}
+
+TEST_F(OrvConfiguration, KeepsNoFileOpen)
+{
+    const int before = nextDescriptor();
+    EXPECT_EQ(causeForText("<a/>"), "none");
+    EXPECT_EQ(causeForText(""), "the file is empty");
+    EXPECT_EQ(nextDescriptor(), before);
+}
+
+TEST_F(OrvConfiguration, ReadsAFileThatGetsTheDescriptorOfAClosedStandardInput)
+{
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    EXPECT_EQ(nextDescriptor(), STDIN_FILENO);
+    const std::string cause = causeForText("<a/>");
+    if (input >= 0)
+    {
+        dup2(input, STDIN_FILENO);
+        close(input);
+    }
+    EXPECT_EQ(cause, "none");
+}
+
 TEST_F(OrvConfiguration, RefusesAMissingFile)
 {
     EXPECT_EQ(causeFor(_folder.path() + "/missing.xml"), "No such file or directory");
@@ -365,9 +395,53 @@ TEST_F(OrvConfiguration, AcceptsManyDifferentNames)
     EXPECT_EQ(textsOf("b19999"), std::vector<std::string>{""});
 }
 
+TEST_F(OrvConfiguration, AcceptsManyDifferentNamesOfAttributesAlone)
+{
+    std::string text = "<a>";
+    for (int i = 0; i < 20000; ++i)
+    {
+        text += "<b c" + std::to_string(i) + "=''/>";
+    }
+    EXPECT_EQ(causeForText(text + "</a>"), "none");
+    EXPECT_EQ(textsOf("b").size(), 20000u);
+}
+
+TEST_F(OrvConfiguration, TellsThatATextIsMalformedBeforeThatItIsTooDeep)
+{
+    std::string text;
+    for (int i = 0; i <= Orv::OrvConfiguration::MAX_DEPTH; ++i)
+    {
+        text += "<e>";
+    }
+    const std::string cause = causeForText(text);
+    EXPECT_NE(cause, "none");
+    EXPECT_EQ(cause.find("nested"), std::string::npos) << cause;
+}
+
 TEST_F(OrvConfiguration, WritesPercentSignsOfAPathAsTheyStand)
 {
     EXPECT_EQ(causeFor("/nowhere/%s%n%d"), "No such file or directory");
+}
+
+TEST_F(OrvConfiguration, ShowsAPathOf512CharactersWholeAndCutsALongerOneAtItsBeginning)
+{
+    // Folders of short names, since a long name is an error of its own.
+    std::string path;
+    while (path.size() < 512)
+    {
+        path += "/nowhere";
+    }
+    const std::string missing = "No such file or directory";
+    EXPECT_EQ(causeFor(path), missing);
+    try
+    {
+        _configuration.load("/" + path);
+        FAIL() << "no such file";
+    }
+    catch (const Orv::OrvException& exception)
+    {
+        EXPECT_EQ(exception.what(), "Cannot use configuration file ..." + path + ": " + missing);
+    }
 }
 
 TEST_F(OrvConfiguration, StillNamesTheCauseForAVeryLongPath)

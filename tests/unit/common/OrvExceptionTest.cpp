@@ -61,6 +61,11 @@ TEST(OrvException, KeepsItsTextInACopyThatOutlivesIt)
     EXPECT_STREQ(copy.what(), "number 1");
 }
 
+TEST(OrvException, KeepsAnEmptyText)
+{
+    EXPECT_STREQ(Orv::OrvException("%s", "").what(), "");
+}
+
 TEST(OrvException, SaysSoWhenItsTextCannotBeFormatted)
 {
     // A wide character that has no form in the "C" locale makes the formatting fail.

@@ -124,6 +124,29 @@ TEST_F(Portal, ForgetsItsCachesWhenItsLookupChanges)
     EXPECT_EQ(_portal.getEventRouter(), &another);
 }
 
+TEST_F(Portal, ForgetsBothCachesWhenItIsTerminated)
+{
+    _framework.offer("OrvOamSpiEventRouter", &_router);
+    _framework.offer("OrvOamSpiModelRepository", &_repository);
+    _framework.init(6);
+    _portal.getEventRouter();
+    _portal.getModelRepository();
+    orvCommonTerminate();
+    EXPECT_EQ(_portal._eventRouter, nullptr);
+    EXPECT_EQ(_portal._modelRepository, nullptr);
+}
+
+// As a lookup on another thread finds the portal while its lookup function changes.
+TEST_F(Portal, EmptiesACacheThatIsNotValidWhenTheLookupFails)
+{
+    ZelMwSpiTrace table = {};
+    std::atomic<ZelMwSpiTrace*> cache{&table};
+    _framework.init(3);
+    _portal._valid = false;
+    EXPECT_EQ(_portal.lookup({nullptr, "Something", "7"}, cache), nullptr);
+    EXPECT_EQ(cache, nullptr);
+}
+
 TEST_F(Portal, KeepsACacheForItsCaller)
 {
     ZelMwSpiTrace table = {};

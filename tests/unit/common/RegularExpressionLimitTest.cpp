@@ -95,8 +95,18 @@ TEST(RegularExpressionLimit, PlainCharactersCountForTheLengthAlone)
     EXPECT_FALSE(isValid(text + "a"));
 }
 
+TEST(RegularExpressionLimit, OperatorsCountForTheLengthToo)
+{
+    const std::string text(static_cast<size_t>(LENGTH - 1), 'a');
+    EXPECT_TRUE(isValid(text + "?"));
+    EXPECT_FALSE(isValid(text + "a?"));
+    EXPECT_TRUE(isValid(text + "a\\{1\\}", 0)) << "an interval alone does not";
+    EXPECT_FALSE(isValid(text + "a\\{1\\}}", 0)) << "the second brace is a plain character";
+}
+
 TEST(RegularExpressionLimit, ABracketIsOneCharacter)
 {
+    EXPECT_TRUE(isValid(repeated("[[=]=]....]", OPERATORS)));
     EXPECT_TRUE(isValid("[" + repeated("ab", LENGTH) + "]"));
     EXPECT_TRUE(isValid("[]a*+(]"));
     EXPECT_TRUE(isValid("[^]a*+(]"));
@@ -151,6 +161,16 @@ TEST(RegularExpressionLimit, WhatCanBeEmptyMayNotBeRepeatedWithoutLimit)
     {
         EXPECT_TRUE(isValid(text)) << text;
     }
+}
+
+TEST(RegularExpressionLimit, WhatCanBeEmptyMayBeRepeatedUpToZeroTimes)
+{
+    EXPECT_TRUE(isValid("(a*){0,0}"));
+}
+
+TEST(RegularExpressionLimit, AClosingBracketWithoutAnOpeningOneIsAPlainCharacter)
+{
+    EXPECT_TRUE(isValid("(a*))*"));
 }
 
 TEST(RegularExpressionLimit, EscapedOperatorsArePlainCharacters)

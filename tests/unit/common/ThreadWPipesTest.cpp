@@ -252,6 +252,7 @@ TEST_F(ThreadWPipes, KeepsTheMessagesOfARunThatIsStartedASecondTime)
             numbers = popNumbers(thread);
         });
     thread.start(body);
+    EXPECT_FALSE(thread._joined) << "what was waited for is the earlier run";
     thread.pushToInput(new Message(5));
     EXPECT_THROW(thread.start(body), Poco::SystemException);
     goOn.set();
@@ -382,6 +383,23 @@ TEST_F(ThreadWPipes, RefusesADescriptorThatDoesNotFitAnFdSetAndClosesIt)
     EXPECT_EQ(first, "Descriptor 1024 for the input of a thread does not fit an fd_set of 1024");
     EXPECT_EQ(second, first);
     EXPECT_EQ(withTheLastPlaceFree, "none, the descriptor is 1023");
+}
+
+TEST_F(ThreadWPipes, TakesTheDescriptorOfAClosedStandardInputLikeAnyOther)
+{
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    {
+        Orv::ThreadWPipes thread;
+        EXPECT_EQ(thread.getInputReadFD(), STDIN_FILENO);
+        thread.pushToInput(new Message(1));
+        EXPECT_TRUE(isReadable(thread.getInputReadFD()));
+    }
+    if (input >= 0)
+    {
+        dup2(input, STDIN_FILENO);
+        close(input);
+    }
 }
 
 TEST_F(ThreadWPipes, SaysWhyItHasNoDescriptor)

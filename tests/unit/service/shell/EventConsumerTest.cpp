@@ -79,6 +79,7 @@ TEST_F(EventConsumer, IsBornStoppedWithTheProcesssPortal)
 {
     EXPECT_FALSE(consumer->_started);
     EXPECT_EQ(consumer->_filter, nullptr);
+    EXPECT_EQ(consumer->_handle, 0u);
     EXPECT_EQ(consumer->_portal, Orv::Portal::instance());
     EXPECT_TRUE(consumer->_eventType.empty());
 }
@@ -250,6 +251,8 @@ TEST_F(EventConsumer, LetsAPairThatCannotBeTakenOutOfMemoryPass)
         EXPECT_TRUE(fault.met());
     }
     EXPECT_FALSE(consumer->_started);
+    EXPECT_EQ(consumer->_filter, nullptr);
+    EXPECT_EQ(framework.plan().count("unregisterConsumer"), 1u);
 }
 
 TEST_F(EventConsumer, LetsAnArrayForWhichThereIsNoMemoryPass)
@@ -260,6 +263,7 @@ TEST_F(EventConsumer, LetsAnArrayForWhichThereIsNoMemoryPass)
     }
     EXPECT_FALSE(consumer->_started);
     EXPECT_EQ(consumer->_filter, nullptr);
+    EXPECT_EQ(framework.plan().count("unregisterConsumer"), 1u);
 }
 
 class EventConsumerDeathTest : public EventConsumer
@@ -287,11 +291,13 @@ TEST_F(EventConsumerDeathTest, ASecondStartAbortsWithoutAWord)
     consumer->stop();
 }
 
-TEST_F(EventConsumerDeathTest, ARefusedRegistrationAborts)
+TEST_F(EventConsumerDeathTest, ARefusedRegistrationAbortsBeforeItSubscribes)
 {
     framework.log().echoToStandardError(true);
     framework.plan().failAlways("registerConsumer", -1);
-    EXPECT_EXIT(start(), testing::KilledBySignal(SIGABRT), "log 3 start: \"Could not register consumer\"");
+    EXPECT_EXIT(start(), testing::KilledBySignal(SIGABRT),
+                testing::AllOf(testing::HasSubstr("log 3 start: \"Could not register consumer\""),
+                               testing::Not(testing::HasSubstr("Could not add subscription"))));
 }
 
 TEST_F(EventConsumerDeathTest, ARefusedSubscriptionAborts)

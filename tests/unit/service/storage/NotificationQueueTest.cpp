@@ -342,6 +342,14 @@ TEST_F(NotificationQueueTest, APushThatFindsNoMemoryHasAgedOutARecordAndAddsNone
     EXPECT_EQ(times(queue._notifications), (Times{20, 30, 40}));
 }
 
+TEST_F(NotificationQueueTest, APushThatCannotCopyAnAttributeAddsNothing)
+{
+    NotificationQueue queue(3);
+    const Notification source = makeNotification(10, "A=1", objectCreated, {OrvTest::uncopyableAttribute("x")});
+    EXPECT_THROW(queue.push(*source), std::bad_alloc);
+    EXPECT_TRUE(queue._notifications.empty());
+}
+
 // The plainest store that follows the same rules: insert before the first record that is not earlier.
 TEST_F(NotificationQueueTest, HoldsWhatAPlainListWouldHoldForAnySequenceOfPushes)
 {

@@ -77,6 +77,7 @@ TEST_F(NotificationSubscriptionStart, AStartTimeOneMicrosecondBeforeNowIsReplaye
     deliverAll();
     EXPECT_EQ(handler.dns(), Dns({"A=1", "B=1", "-"}));
     EXPECT_EQ(handler.types(), Types({objectCreated, objectCreated, replayComplete}));
+    EXPECT_FALSE(subscription->_doReplay) << "it is done";
 }
 
 TEST_F(NotificationSubscriptionStart, ANegativeStartTimeGivesAReplayGapAndTheFullReplay)
