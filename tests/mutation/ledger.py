@@ -46,6 +46,8 @@ class Ledger:
     def _take(self, entry):
         if "possible" in entry:
             self._possible[entry["file"]] = entry
+            for key in entry["gone"]:
+                self._results.pop(tuple(key), None)
         else:
             self._results[key_of(entry)] = entry
 
@@ -56,10 +58,11 @@ class Ledger:
         with self._path.open("a", encoding="utf-8") as file:
             file.write(("" if whole else "\n") + json.dumps(entry) + "\n")
 
-    def note_possible(self, file, source, count):
-        entry = {"file": file, "source": source, "possible": count}
-        if self._possible.get(file) != entry:
-            self._write(entry)
+    def note_possible(self, file, source, keys):
+        """keys: of all changes that the file has. What was found about others is forgotten."""
+        gone = [key for key in self._results if key[0] == file and key not in keys]
+        if gone or self.possible(file, source) != len(keys):
+            self._write({"file": file, "source": source, "possible": len(keys), "gone": gone})
 
     def note(self, mutation, source, verdict, by, tests):
         entry = dict(zip(IDENTITY, mutation.key()))
