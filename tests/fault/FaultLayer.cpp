@@ -555,12 +555,12 @@ void* allocate(size_t size, const void* caller)
 
 extern "C"
 {
-    void* malloc(size_t size)
+    void* malloc(size_t size) noexcept
     {
         return allocate(size, ORV_CALLER);
     }
 
-    void free(void* block)
+    void free(void* block) noexcept
     {
         if (isEarly(block))
         {
@@ -570,7 +570,7 @@ extern "C"
         ORV_REAL(free)(block);
     }
 
-    void* calloc(size_t count, size_t size)
+    void* calloc(size_t count, size_t size) noexcept
     {
         if (lookingUp)
         {
@@ -589,7 +589,7 @@ extern "C"
         return block;
     }
 
-    void* realloc(void* block, size_t size)
+    void* realloc(void* block, size_t size) noexcept
     {
         if (isEarly(block))
         {
@@ -726,7 +726,7 @@ extern "C"
         return ORV_REAL(nanosleep)(request, remaining);
     }
 
-    int regcomp(regex_t* compiled, const char* expression, int flags) noexcept
+    int regcomp(regex_t* compiled, const char* expression, int flags)
     {
         if (fails(Operation::compile))
         {
