@@ -44,6 +44,7 @@ private:
     std::mutex _mutex;
     std::condition_variable _changed;
     std::vector<std::string> _received;
+    std::string _lastMarker;
 
     OrvTest::FakeFramework _framework;
     OrvTest::Trees _trees;
