@@ -54,6 +54,18 @@ private:
     size_t _ends = 0;
 };
 
+TEST_F(CmEvents, OfAVeryLongDnComeThroughTheRouterWhole)
+{
+    startWithModel();
+    Subscriber subscriber(table());
+    const std::string dn = "A=" + std::string(70000, 'x');
+    CmEvent event(1000, 1);
+    event.operation(dn, objectCreated);
+    ASSERT_TRUE(publish(event, subscriber));
+    ASSERT_EQ(1U, notifications(subscriber).size());
+    EXPECT_TRUE(dn == notifications(subscriber)[0].dn) << "too long to print";
+}
+
 TEST_F(CmEvents, AreSubscribedToWithAnExpressionForEveryDn)
 {
     startService();

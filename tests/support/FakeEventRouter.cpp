@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <regex>
 #include <utility>
 
 #include "Crossing.h"
+#include "RegularExpression.h"
 
 namespace OrvTest
 {
@@ -26,9 +26,10 @@ bool passes(ZelNameValuePair** filter, const std::vector<std::string>& dns)
     {
         return true;
     }
-    const std::regex expression(filter[0]->value, std::regex::extended);
+    // Not std::regex, which recurses for each character of a DN.
+    const Orv::RegularExpression expression(filter[0]->value, REG_EXTENDED);
     return std::any_of(dns.begin(), dns.end(),
-                       [&](const std::string& dn) { return std::regex_search(dn, expression); });
+                       [&](const std::string& dn) { return expression.match(dn, 0, nullptr, 0) != 0; });
 }
 
 }  // namespace
