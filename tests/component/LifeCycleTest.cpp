@@ -1,6 +1,7 @@
 // zelLCMinit, start, stop and zelLCMterminate, and the records that the component hands to the portal.
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -383,7 +384,12 @@ TEST_F(LifeCycle, ABatchGoesOnBehindAStopMessage)
     std::thread remover([&] { EXPECT_EQ(OrvOk, subscriber.unsubscribe()); });
     ASSERT_TRUE(framework.log().waitFor(LogLine::trace, "Waiting for notify thread to finish.", 1, 60));
     ASSERT_EQ(OrvOk, push(11, "B=1"));
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, "Retrieving messages, 1", 1, 60));
+    // It has been taken out of the pipe, so what comes now is the next batch.
+    const auto isTaken = [](const LogLine& line) { return line.function == "notifyHandlers"; };
+    for (std::vector<LogLine> lines; std::none_of(lines.begin(), lines.end(), isTaken); lines = framework.lines())
+    {
+        std::this_thread::yield();
+    }
     std::thread stopper([&] { EXPECT_EQ(OrvOk, component.stop()); });
     ASSERT_TRUE(
         framework.log().waitFor(LogLine::trace, "Waiting for NbiNotificationServiceRunnable thread to exit", 1, 60));
