@@ -21,7 +21,9 @@ UNOPTIMISED = ["-DCMAKE_BUILD_TYPE=Mutation", "-DCMAKE_CXX_FLAGS_MUTATION=-O0"]
 BUILDS = {"plain": UNOPTIMISED, "asan": [*UNOPTIMISED, "-DORV_SANITIZER=address"]}
 LIBRARY = "orv_common"
 
-TIME_LIMIT = 20  # seconds for one program; it needs about one
+TIME_LIMIT = 20  # seconds for one program, or more for one that needs long without any change
+LONGEST_CHECK = 300  # seconds for a program without any change
+TIMES_LONGER = 4  # than without any change
 MEMORY_LIMIT = 8 << 30  # bytes of address space, in the build that leaves the address space alone
 
 # Warnings are let pass, but for two: a function that ends without a return would make anything possible, and a format
@@ -138,7 +140,7 @@ class Workshop:
         self.build = build
         self._root = Path(root)
         self._folder = Path(folder)
-        self._checked = set()
+        self._limits = {}
 
     def judge(self, mutation, source, units, tests):
         """(verdict, by whom or what). source is the unchanged text, units are what must be compiled anew."""
@@ -156,15 +158,17 @@ class Workshop:
         return self._try(tests, objects)
 
     def check(self, tests):
-        """The tests must pass as long as nothing is changed."""
+        """The tests must pass as long as nothing is changed. How long they take then is what a time-out goes by."""
         for test in tests:
             mark = json.dumps(test, sort_keys=True)
-            if mark in self._checked:
+            if mark in self._limits:
                 continue
+            self._limits[mark] = LONGEST_CHECK
+            started = time.monotonic()
             failed = self._run_test(test, self.build.folder / "bin" / test["program"], None)
             if failed is not None:
                 raise WorkshopError(f"{test['program']} fails without any change: {failed}")
-            self._checked.add(mark)
+            self._limits[mark] = max(TIME_LIMIT, TIMES_LONGER * (time.monotonic() - started))
 
     def _overlay(self, original, text):
         """The changed file among links to its neighbours, so that these find it beside themselves."""
@@ -240,7 +244,8 @@ class Workshop:
             environment["LD_LIBRARY_PATH"] = str(library)
         command = [str(program), f"--gtest_filter={test['filter']}"]
         started = time.monotonic()
-        code, output = run(command, place, environment, TIME_LIMIT, self._limit)
+        limit = self._limits[json.dumps(test, sort_keys=True)]
+        code, output = run(command, place, environment, limit, self._limit_itself)
         if code == 0:
             if not re.search(r"\[  PASSED  \] [1-9]", output):
                 raise WorkshopError(f"no test of {test['program']} is named {test['filter']}")
@@ -250,7 +255,7 @@ class Workshop:
         names = re.findall(r"\[  FAILED  \] ([^\s,]+)", output)
         return names[0] if names else f"end with code {code}"
 
-    def _limit(self):
+    def _limit_itself(self):
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         if self.build.name == "plain":
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
