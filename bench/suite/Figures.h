@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace OrvBench
+{
+
+// What one run has measured. Written as one line of JSON each to standard output, in the order in which it was
+// reported:
+// {"scenario":"A","contestant":"service","parameters":{"S":8,"K":5000,"W":2500},"metric":"rate","unit":"1/s","value":1.0}
+class Figures
+{
+public:
+    typedef std::vector<std::pair<std::string, double>> Parameters;
+
+    // scenario: "A" to "O", or "floor"; contestant: "service", a peer's name, or "floor".
+    Figures(std::string scenario, std::string contestant, Parameters parameters);
+
+    void report(const std::string& metric, const std::string& unit, double value);
+
+private:
+    const std::string _scenario;
+    const std::string _contestant;
+    const Parameters _parameters;
+};
+
+}  // namespace OrvBench
