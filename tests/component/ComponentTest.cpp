@@ -10,10 +10,15 @@ long long now()
     return Poco::Timestamp().epochMicroseconds();
 }
 
-ComponentTest::ComponentTest() : component(framework), _strays(RecordingHandler::strays()) {}
+ComponentTest::ComponentTest() : component(framework), _strays(RecordingHandler::strays())
+{
+    RecordingHandler::whenStalled([this]
+                                  { EXPECT_EQ(OrvOk, table().pushNotification(*RecordingHandler::makeNudge())); });
+}
 
 ComponentTest::~ComponentTest()
 {
+    RecordingHandler::whenStalled(nullptr);
     EXPECT_EQ(_strays, RecordingHandler::strays()) << "a handler was called without a subscription";
 }
 

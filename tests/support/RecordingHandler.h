@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "OrvOamSpiNbiNotificationService_1.h"
+#include "Records.h"
 
 namespace OrvTest
 {
@@ -38,6 +39,10 @@ std::string describe(const std::vector<Received>& records);
 // A handler function carries no context but the subscription handle, so all objects stand in one table by handle. A
 // call for a handle that has no object is counted as a stray.
 //
+// A record that the service queues while a delivery run ends may wait for the next arrival at its subscription. So that
+// no test hangs in this window, a wait that makes no progress calls what whenStalled has set, which brings an arrival:
+// best makeNudge's record, which is answered with OrvOk and neither recorded nor held.
+//
 // Threads: any. The destructor waits for a call that is running.
 class RecordingHandler
 {
@@ -54,6 +59,13 @@ public:
     static OrvOamSpiNbiNotificationHandler_1 handlerRecord(unsigned int function = 0);
     // Calls of notify for handles without an object, since the start of the process.
     static unsigned int strays();
+
+    // Called about every fifth of a second by a wait of any object whose handler has been called before and is not
+    // being called now, on the waiting thread and without a lock; null for nothing. The function must not wait for a
+    // delivery.
+    static void whenStalled(std::function<void()> nudge);
+    // Passes every filter, stop time and clock change, and stands last in the buffer, where it takes a record's room.
+    static Notification makeNudge();
 
     unsigned int handle() const { return _handle; }
 
@@ -92,6 +104,7 @@ private:
                                OrvOamSpiNbiNotificationValue_1* notification);
 
     OrvReturnT take(Received received);
+    void noteNudge();
     bool waitUntil(const std::function<bool()>& fact);
 
     const unsigned int _handle;
@@ -101,6 +114,7 @@ private:
     std::deque<Answer> _answers;
     OrvReturnT _defaultAnswer = OrvOk;
     bool _holding = false;
+    bool _called = false;  // nudges included
     unsigned int _held = 0;
     unsigned int _inside = 0;
     unsigned int _mostAtOnce = 0;
