@@ -1,0 +1,132 @@
+"""Runs the cases of the suite, each in a process of its own, round by round."""
+
+import hashlib
+import os
+import random
+import subprocess
+import time
+from collections import namedtuple
+
+from report.figures import parse_line
+
+# name None: the case measures something that no library has a part in.
+Library = namedtuple("Library", "name path")
+# text: why it could not be run, or what it has said.
+Skip = namedtuple("Skip", "case library text")
+Failure = namedtuple("Failure", "case library round text")
+
+NOT_INSTALLED = 77  # a case's exit code when this machine lacks what it measures
+QUICK_SECONDS = 60  # the limits turn a hang into a failure
+FULL_SECONDS = 600
+LINES_OF_A_FAILURE = 5
+
+
+class Outcome:
+    """What a whole run has brought: figures, what was skipped, what failed."""
+
+    def __init__(self):
+        self.figures = []
+        self.skips = []
+        self.failures = []
+
+
+def needs_library(case):
+    """Whether the case loads the library: SCENARIO/service... does, floors and peers do not."""
+    parts = case.split("/")
+    return len(parts) > 1 and parts[1].split("-")[0] not in LIBRARY_FREE
+
+
+LIBRARY_FREE = ("condvar", "poco_queue", "zeromq", "nats", "jetstream", "floor")
+
+
+def environment_for(library):
+    """The library's own liborv_common, which lies beside it, comes before the one that the program was built with."""
+    environment = dict(os.environ)
+    paths = [os.path.dirname(os.path.abspath(library.path))]
+    if environment.get("LD_LIBRARY_PATH"):
+        paths.append(environment["LD_LIBRARY_PATH"])
+    environment["LD_LIBRARY_PATH"] = os.pathsep.join(paths)
+    return environment
+
+
+def list_cases(program, library):
+    """The names of all cases. RuntimeError if the program does not list any, as in a build unfit for measuring."""
+    result = subprocess.run([program, "--library", library.path, "--list"], env=environment_for(library),
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    names = result.stdout.split("\n")[:-1] if result.returncode == 0 else []
+    if not names:
+        raise RuntimeError(f"{program} lists no cases (exit code {result.returncode}): {last_lines(result.stderr)}")
+    return names
+
+
+def last_lines(text):
+    return " / ".join(text.strip().splitlines()[-LINES_OF_A_FAILURE:])
+
+
+def jobs_of_round(cases, libraries, order):
+    """Each case with each library, or once if no library has a part in it, shuffled."""
+    jobs = []
+    for case in cases:
+        jobs.extend((case, library) for library in (libraries if needs_library(case) else libraries[:1]))
+    order.shuffle(jobs)
+    return jobs
+
+
+class Runner:
+    """Runs every case once a round. say: a function that takes a line for the user."""
+
+    def __init__(self, program, libraries, quick, seed, say):
+        self._program = program
+        self._libraries = libraries
+        self._quick = quick
+        self._seed = seed
+        self._say = say
+
+    def run(self, cases, rounds):
+        outcome = Outcome()
+        order = random.Random(self._seed)
+        for number in range(rounds):
+            jobs = jobs_of_round(cases, self._libraries, order)
+            for count, (case, library) in enumerate(jobs, 1):
+                if any(skip.case == case for skip in outcome.skips):
+                    continue
+                self._run_case(case, library, number, f"round {number + 1}/{rounds} {count}/{len(jobs)}", outcome)
+        return outcome
+
+    def _run_case(self, case, library, number, where, outcome):
+        name = library.name if needs_library(case) else None
+        label = case if name is None or len(self._libraries) == 1 else f"{case} ({name})"
+        started = time.monotonic()
+        try:
+            code, output, errors = self._call(case, library, number)
+            figures = [parse_line(line, number, case, name) for line in output.splitlines() if code == 0 and line]
+        except subprocess.TimeoutExpired as expired:
+            code, figures, errors = None, [], f"did not end within {expired.timeout:g} s"
+        except ValueError as error:
+            code, figures, errors = None, [], str(error)
+        if code == NOT_INSTALLED:
+            outcome.skips.append(Skip(case, name, last_lines(errors)))
+            self._say(f"{where}  {label}  skipped: {last_lines(errors)}")
+        elif code == 0 and figures:
+            outcome.figures.extend(figures)
+            self._say(f"{where}  {label}  {time.monotonic() - started:.1f} s")
+        else:
+            text = last_lines(errors) or ("no figures" if code == 0 else f"exit code {code}")
+            outcome.failures.append(Failure(case, name, number, text))
+            self._say(f"{where}  {label}  FAILED: {text}")
+
+    def _call(self, case, library, number):
+        """The seed differs from round to round and is the same for all cases of a round."""
+        command = [self._program, "--library", library.path, "--seed", str(self._seed + number), "--case", case]
+        if self._quick:
+            command.append("--quick")
+        result = subprocess.run(command, env=environment_for(library), stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False,
+                                timeout=QUICK_SECONDS if self._quick else FULL_SECONDS)
+        return result.returncode, result.stdout, result.stderr
+
+
+def fingerprint(path):
+    """The beginning of the file's SHA-256, to tell libraries apart."""
+    with open(path, "rb") as file:
+        return hashlib.sha256(file.read()).hexdigest()[:12]

@@ -1,0 +1,156 @@
+"""Draws a plot as SVG, by hand: bars with whiskers from minimum to maximum, or lines on two logarithmic axes.
+
+Colours of medium brightness on no background: they read on white and on black.
+"""
+
+import math
+from xml.sax.saxutils import escape
+
+from report.table import number, with_unit
+
+WIDTH, HEIGHT = 760, 400
+LEFT, RIGHT, TOP, BOTTOM = 80, 16, 40, 74
+TEXT = "#808080"
+GRID = "#80808055"
+# The service first; floors are grey.
+COLOURS = ("#3b82c4", "#d9772b", "#3f9d5f", "#b0509a", "#b8a01e", "#7a6fd0", "#c8504f", "#2b9ea8")
+FLOOR_COLOUR = "#909090"
+LOGARITHMIC_FROM = 20  # largest over smallest
+
+
+def draw(chart, series):
+    """The text of an SVG file. series: {name: {x: Spread}}, not empty."""
+    names = in_order(series)
+    colours = colours_of(names)
+    canvas = Canvas(chart, series)
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" '
+             f'font-family="sans-serif" font-size="12" fill="{TEXT}">',
+             f"<title>{escape(chart.title)}</title>",
+             text(WIDTH / 2, 20, chart.title, anchor="middle", size=14)]
+    parts += canvas.grid()
+    parts += canvas.lines(names, colours) if chart.lines else canvas.bars(names, colours)
+    parts += legend(names, colours)
+    return "\n".join(parts + ["</svg>"]) + "\n"
+
+
+def in_order(series):
+    """The service, then the peers by name, then floors."""
+    def rank(name):
+        return 0 if name.startswith("service") else 2 if name.startswith("floor") else 1
+
+    return sorted(series, key=rank)
+
+
+def colours_of(names):
+    colours = {}
+    for name in names:
+        taken = sum(1 for other in colours if not other.startswith("floor"))
+        colours[name] = FLOOR_COLOUR if name.startswith("floor") else COLOURS[taken % len(COLOURS)]
+    return colours
+
+
+def text(x, y, content, anchor="start", size=12):
+    return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" font-size="{size}">{escape(content)}</text>'
+
+
+def line(x1, y1, x2, y2, colour, width=1.0):
+    return f'<line x1="{x1:.1f}" y1="{y1:.1f}" x2="{x2:.1f}" y2="{y2:.1f}" stroke="{colour}" stroke-width="{width}"/>'
+
+
+def legend(names, colours):
+    parts = []
+    x, y = LEFT, HEIGHT - 34
+    for name in names:
+        width = 24 + 7 * len(name)
+        if x + width > WIDTH - RIGHT:
+            x, y = LEFT, y + 16
+        parts.append(f'<rect x="{x}" y="{y - 9}" width="10" height="10" fill="{colours[name]}"/>')
+        parts.append(text(x + 14, y, name))
+        x += width
+    return parts
+
+
+class Axis:
+    """Maps values to places between two pixels, linearly from 0 or by logarithm."""
+
+    def __init__(self, values, start, end, logarithmic):
+        self.logarithmic = logarithmic
+        self._start = start
+        self._end = end
+        high = max(values)
+        if logarithmic:
+            self._low = math.floor(math.log10(min(values)))
+            self._high = max(math.ceil(math.log10(high)), self._low + 1)
+        else:
+            self._low, self._high = 0.0, high * 1.05 or 1.0
+
+    def place(self, value):
+        at = math.log10(value) if self.logarithmic else value
+        return self._start + (at - self._low) / (self._high - self._low) * (self._end - self._start)
+
+    def ticks(self):
+        if self.logarithmic:
+            return [10.0 ** power for power in range(int(self._low), int(self._high) + 1)]
+        raw = self._high / 5
+        magnitude = 10 ** math.floor(math.log10(raw))
+        step = next(factor * magnitude for factor in (1, 2, 5, 10) if factor * magnitude >= raw)
+        return [step * count for count in range(int(self._high / step) + 1)]
+
+
+class Canvas:
+    """The plot within its axes."""
+
+    def __init__(self, chart, series):
+        self._chart = chart
+        self._series = series
+        spreads = [spread for by_x in series.values() for spread in by_x.values()]
+        values = [value for spread in spreads for value in (spread.low, spread.high)]
+        positive = min(values) > 0
+        logarithmic = positive and (chart.lines or max(values) > LOGARITHMIC_FROM * min(values))
+        self._y = Axis(values, HEIGHT - BOTTOM, TOP, logarithmic)
+        self._xs = list(dict.fromkeys(x for by_x in series.values() for x in by_x))
+        if chart.lines:
+            self._xs.sort()
+            self._x = Axis(self._xs, LEFT, WIDTH - RIGHT, True)
+
+    def grid(self):
+        parts = []
+        for value in self._y.ticks():
+            y = self._y.place(value)
+            parts.append(line(LEFT, y, WIDTH - RIGHT, y, GRID))
+            parts.append(text(LEFT - 6, y + 4, with_unit(value, self._chart.unit), anchor="end"))
+        return parts
+
+    def bars(self, names, colours):
+        parts = []
+        base = HEIGHT - BOTTOM
+        group = (WIDTH - RIGHT - LEFT) / len(self._xs)
+        for place, x in enumerate(self._xs):
+            present = [name for name in names if x in self._series[name]]
+            width = min(group * 0.8 / len(present), 48)
+            left = LEFT + (place + 0.5) * group - width * len(present) / 2
+            parts.append(text(LEFT + (place + 0.5) * group, base + 16, x, anchor="middle"))
+            for count, name in enumerate(present):
+                parts += self._bar(self._series[name][x], left + count * width, width, base, colours[name])
+        return parts
+
+    def _bar(self, spread, left, width, base, colour):
+        top = self._y.place(spread.median)
+        middle = left + width / 2
+        return [f'<rect x="{left + 1:.1f}" y="{top:.1f}" width="{width - 2:.1f}" height="{max(base - top, 0):.1f}" '
+                f'fill="{colour}"><title>{with_unit(spread.median, self._chart.unit)}</title></rect>',
+                line(middle, self._y.place(spread.low), middle, self._y.place(spread.high), TEXT, 1.5)]
+
+    def lines(self, names, colours):
+        base = HEIGHT - BOTTOM
+        parts = [text(self._x.place(x), base + 16, number(x), anchor="middle") for x in self._xs]
+        for name in names:
+            points = sorted(self._series[name].items())
+            path = " ".join(f"{self._x.place(x):.1f},{self._y.place(spread.median):.1f}" for x, spread in points)
+            parts.append(f'<polyline points="{path}" fill="none" stroke="{colours[name]}" stroke-width="2"/>')
+            for x, spread in points:
+                at = self._x.place(x)
+                parts.append(line(at, self._y.place(spread.low), at, self._y.place(spread.high), colours[name], 1.5))
+                parts.append(f'<circle cx="{at:.1f}" cy="{self._y.place(spread.median):.1f}" r="3" '
+                             f'fill="{colours[name]}"/>')
+        return parts

@@ -1,0 +1,86 @@
+"""The tables, as text for a terminal and as Markdown."""
+
+import math
+
+SHORT = "short"
+
+
+def number(value):
+    """Three significant digits."""
+    if value == 0:
+        return "0"
+    digits = 2 - math.floor(math.log10(abs(value)))
+    if 0 < digits <= 4:
+        return f"{value:.{digits}f}"
+    return f"{value:.2e}" if digits > 4 else f"{round(value, digits):.0f}"
+
+
+def with_unit(value, unit):
+    """Seconds and bytes with a fitting prefix."""
+    if unit == "s":
+        for limit, factor, name in ((1, 1, "s"), (1e-3, 1e3, "ms"), (1e-6, 1e6, "µs")):
+            if abs(value) >= limit:
+                return f"{number(value * factor)} {name}"
+        return f"{number(value * 1e9)} ns"
+    if unit == "bytes":
+        for limit, name in ((1 << 20, "MB"), (1 << 10, "KB")):
+            if abs(value) >= limit:
+                return f"{number(value / limit)} {name}"
+    if unit == "1/s":
+        for limit, name in ((1e6, "M/s"), (1e3, "k/s")):
+            if abs(value) >= limit:
+                return f"{number(value / limit)} {name}"
+        return f"{number(value)}/s"
+    return f"{number(value)} {unit}".strip()
+
+
+def measured_text(cell):
+    if cell.spread is None:
+        return f"not measured: {cell.lacking or 'no rounds'}"
+    text = number(cell.spread.median)
+    if cell.spread.count > 1:
+        text += f" ({number(cell.spread.low)} … {number(cell.spread.high)})"
+    return text + (f" {SHORT}" if cell.met is False else "")
+
+
+def target_table(lines, libraries):
+    """Rows of texts, the head first. The column of a lone library is called 'measured'."""
+    names = ["measured"] if len(libraries) == 1 else [f"measured: {name}" for name in libraries]
+    rows = [["scenario", "parameters", "reported", "target"] + names]
+    for line in lines:
+        rows.append([line.row.scenario, line.row.parameters, line.row.reported,
+                     line.row.target.text if line.row.target else ""]
+                    + [measured_text(line.cells[name]) for name in libraries])
+    return rows
+
+
+def figure_table(summaries):
+    """What was measured, of which the ratios are made."""
+    rows = [["scenario", "contestant", "parameters", "figure", "median (min … max)"]]
+    for summary in summaries:
+        parameters = ", ".join(f"{name} = {value:g}" for name, value in summary["parameters"].items())
+        contestant = summary["contestant"] + (f" ({summary['library']})" if summary["library"] else "")
+        text = with_unit(summary["median"], summary["unit"])
+        if summary["rounds"] > 1:
+            text += f" ({with_unit(summary['min'], summary['unit'])} … {with_unit(summary['max'], summary['unit'])})"
+        rows.append([summary["scenario"], contestant, parameters, summary["metric"], text])
+    return rows
+
+
+def as_text(rows):
+    widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
+    lines = ["  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip() for row in rows]
+    return "\n".join([lines[0], "-" * len(lines[0])] + lines[1:])
+
+
+def as_markdown(rows):
+    """Rows that fall short stand in bold in their last columns."""
+    lines = ["| " + " | ".join(rows[0]) + " |", "|" + "---|" * len(rows[0])]
+    for row in rows[1:]:
+        cells = [f"**{text}**" if text.endswith(" " + SHORT) else text.replace("|", "\\|") for text in row]
+        lines.append("| " + " | ".join(cells) + " |")
+    return "\n".join(lines)
+
+
+def head(machine, options):
+    return [f"{name}: {text}" for name, text in machine.items()] + [f"{name}: {text}" for name, text in options.items()]

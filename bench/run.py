@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+"""Runs the benchmark suite in interleaved rounds and prints what was measured beside what is wanted."""
+
+import argparse
+import os
+import sys
+import time
+
+from report import machine, micro, publishing
+from report.running import Failure, Library, Runner, fingerprint, list_cases
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+BUILD = os.path.join(ROOT, "build", "release")
+ROUNDS = 5
+
+DESCRIPTION = """Runs every case of bench_suite in a process of its own, once in each round, in an order that a fixed
+seed shuffles, then prints the table of targets: ratios are made within a round; the median over the rounds stands
+before minimum and maximum. Writes results.json and a plot for each scenario. Time is never judged: a row that falls
+short of its target is marked. Exits 0 if every case ran, or could not be had on this machine, and lost no record."""
+
+
+def arguments_of(words):
+    parser = argparse.ArgumentParser(prog="bench/run.py", description=DESCRIPTION)
+    parser.add_argument("--rounds", type=int, metavar="N", help=f"rounds to run, {ROUNDS} if not named; quick: 1")
+    parser.add_argument("--scenario", metavar="A,B,...", help="only these, and the floors; 'micro' are the "
+                        "micro-benchmarks")
+    parser.add_argument("--library", action="append", default=[], metavar="[NAME=]PATH",
+                        help="the library to measure, that of the release build if not named; several are measured "
+                        "side by side, each with the liborv_common.so that lies beside it")
+    parser.add_argument("--quick", action="store_true", help="one short round that shows that everything works; its "
+                        "figures say nothing")
+    parser.add_argument("--seed", type=int, default=1, metavar="N", help="of the order and of the cases; 1")
+    parser.add_argument("--out", default=os.path.join(BUILD, "bench"), metavar="DIR",
+                        help="where results.json and the plots go; build/release/bench")
+    parser.add_argument("--publish", metavar="DIR", help="also put table and plots into DIR/benchmarks.md and "
+                        "DIR/benchmarks")
+    parser.add_argument("--results", metavar="FILE", help="measure nothing; show what this results.json holds")
+    parser.add_argument("--program", default=os.path.join(BUILD, "bin", "bench_suite"), metavar="PATH",
+                        help="the built suite; build/release/bin/bench_suite")
+    parser.add_argument("--micro", default=None, metavar="PATH",
+                        help="the built micro-benchmarks; bench_micro beside the suite")
+    chosen = parser.parse_args(words)
+    if chosen.rounds is not None and chosen.rounds < 1:
+        parser.error("--rounds must be at least 1")
+    return chosen
+
+
+def libraries_of(chosen):
+    given = chosen.library or [os.path.join(os.path.dirname(os.path.dirname(chosen.program)), "lib",
+                                            "liborv_notification_service.so")]
+    libraries = []
+    for text in given:
+        name, _, path = text.rpartition("=")
+        libraries.append(Library(name or "service", os.path.abspath(path)))
+        if not os.path.isfile(path):
+            raise RuntimeError(f"no such library: {path}")
+    if len({library.name for library in libraries}) != len(libraries):
+        raise RuntimeError("every library needs a name of its own: --library NAME=PATH")
+    return libraries
+
+
+def is_chosen(case, scenarios):
+    scenario = case.split("/")[0]
+    return not scenarios or scenario in scenarios or scenario == "floor"
+
+
+def run_micro(chosen, rounds, outcome):
+    program = chosen.micro or os.path.join(os.path.dirname(chosen.program), "bench_micro")
+    for number in range(rounds):
+        try:
+            started = time.monotonic()
+            outcome.figures.extend(micro.run(program, number, chosen.quick))
+            say(f"round {number + 1}/{rounds}  micro-benchmarks  {time.monotonic() - started:.1f} s")
+        except (OSError, RuntimeError) as error:
+            outcome.failures.append(Failure("micro-benchmarks", None, number, str(error)))
+            say(f"round {number + 1}/{rounds}  micro-benchmarks  FAILED: {error}")
+
+
+def measure(chosen):
+    libraries = libraries_of(chosen)
+    scenarios = chosen.scenario.split(",") if chosen.scenario else []
+    rounds = chosen.rounds or (1 if chosen.quick else ROUNDS)
+    cases = [case for case in list_cases(chosen.program, libraries[0]) if is_chosen(case, scenarios)]
+    options = {"rounds": f"{rounds}, quick: the figures say nothing" if chosen.quick else str(rounds),
+               "seed": str(chosen.seed),
+               "libraries": ", ".join(f"{library.name} {fingerprint(library.path)}" for library in libraries)}
+    facts = machine.facts(ROOT, chosen.program)
+    outcome = Runner(chosen.program, libraries, chosen.quick, chosen.seed, say).run(cases, rounds)
+    if not scenarios or micro.SCENARIO in scenarios:
+        run_micro(chosen, rounds, outcome)
+    return publishing.Results(facts, options, [library.name for library in libraries], outcome.figures,
+                              [skip._asdict() for skip in outcome.skips],
+                              [failure._asdict() for failure in outcome.failures])
+
+
+def say(line):
+    print(line, flush=True)
+
+
+def main(words):
+    chosen = arguments_of(words)
+    try:
+        results = publishing.Results.read(chosen.results) if chosen.results else measure(chosen)
+        os.makedirs(chosen.out, exist_ok=True)
+        if not chosen.results:
+            results.write(os.path.join(chosen.out, "results.json"))
+        publishing.draw_plots(results, chosen.out)
+        say("\n" + publishing.text(results))
+        if chosen.publish:
+            publishing.publish(results, chosen.publish)
+    except (OSError, RuntimeError, ValueError) as error:
+        print(f"bench/run.py: {error}", file=sys.stderr)
+        return 1
+    return 1 if results.failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
