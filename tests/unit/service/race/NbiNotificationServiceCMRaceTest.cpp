@@ -1,10 +1,9 @@
 // Interleavings at the end of the service and at its next start.
-#include <functional>
 #include <future>
 #include <thread>
 
+#include "Interleaving.h"
 #include "ManualClock.h"
-#include "MutexFault.h"
 #include "NotificationSubscription.h"
 #include "NotificationThreadPoolManager.h"
 #include "PoolCalls.h"
@@ -21,8 +20,6 @@ using testing::Not;
 
 namespace
 {
-
-const char EMPTIED[] = "Waiting for notify thread to finish.";
 
 class NbiNotificationServiceCMRace : public ShellTest
 {
@@ -44,29 +41,7 @@ protected:
         first.hold();
         EXPECT_EQ(push(1000, "A=1"), OrvOk);
         EXPECT_TRUE(first.waitUntilHeld());
-        framework.setLevel(8);
-        std::thread stopping = stopInProgress();
-        EXPECT_TRUE(framework.log().waitFor(LogLine::trace, EMPTIED, 1, RecordingHandler::TIMEOUT_SECONDS));
-        return stopping;
-    }
-
-    // Starts the action on a thread of its own and returns when that has come to wait for the registry lock.
-    std::thread startAndLetItWait(const std::function<void()>& action)
-    {
-        std::promise<void> waits;
-        bool waiting = false;
-        const LockNotice notice(runnable()._mutex,
-                                [&]
-                                {
-                                    if (!waiting)
-                                    {
-                                        waiting = true;
-                                        waits.set_value();
-                                    }
-                                });
-        std::thread thread(action);
-        waits.get_future().wait();
-        return thread;
+        return startUntilItWaitsForTheHandler(framework, [this] { EXPECT_EQ(stop(), OrvOk); });
     }
 
     void restart()
@@ -84,7 +59,8 @@ TEST_F(NbiNotificationServiceCMRace, ASubscriptionThatWaitedForAStopEntersTheEmp
 {
     startService();
     std::thread stopping = stopThatWaitsForTheHandler();
-    std::thread subscriber = startAndLetItWait([this] { EXPECT_EQ(subscribe(handlerId, 2), OrvOk); });
+    std::thread subscriber =
+        startUntilItWaits(runnable()._mutex, [this] { EXPECT_EQ(subscribe(handlerId, 2), OrvOk); });
     first.release();
     subscriber.join();
     stopping.join();
@@ -103,7 +79,8 @@ TEST_F(NbiNotificationServiceCMRace, ARemovalThatWaitedForAStopFindsTheEmptyTabl
 {
     startService();
     std::thread stopping = stopThatWaitsForTheHandler();
-    std::thread remover = startAndLetItWait([this] { EXPECT_EQ(table().unsubscribe(1), OrvNotFound); });
+    std::thread remover =
+        startUntilItWaits(runnable()._mutex, [this] { EXPECT_EQ(table().unsubscribe(1), OrvNotFound); });
     first.release();
     remover.join();
     stopping.join();
@@ -195,8 +172,7 @@ TEST_F(NbiNotificationServiceCMRace, AClockChangeInProgressIsWaitedForAndHoldsFo
         framework.router().postClockChange(5000000);
         ASSERT_TRUE(event.waitUntilHeld());
         const WaitNotice notice(WaitNotice::eventWait, [&] { event.release(); });
-        std::thread stopping = stopInProgress();
-        stopping.join();
+        EXPECT_EQ(stop(), OrvOk);
         EXPECT_EQ(runnable().getNotificationBuffer().getBufferCreationTime(), 5000);
         framework.router().drain();
     }
@@ -230,9 +206,8 @@ TEST_F(NbiNotificationServiceCMRace, AHandlerPushesAndAsksForTheTimesWhileItsOwn
     first.hold();
     ASSERT_EQ(push(1000, "A=1"), OrvOk);
     ASSERT_TRUE(first.waitUntilHeld());
-    framework.setLevel(8);
-    std::thread remover([this] { EXPECT_EQ(table().unsubscribe(1), OrvOk); });
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, EMPTIED, 1, RecordingHandler::TIMEOUT_SECONDS));
+    std::thread remover =
+        startUntilItWaitsForTheHandler(framework, [this] { EXPECT_EQ(table().unsubscribe(1), OrvOk); });
     first.release();
     remover.join();
     EXPECT_EQ(succeeded, 4);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <thread>
 
+#include "Interleaving.h"
 #include "ManualClock.h"
 #include "MutexFault.h"
 #include "ShellTest.h"
@@ -21,7 +22,6 @@ using testing::IsEmpty;
 namespace
 {
 
-const char EMPTIED[] = "Waiting for notify thread to finish.";
 const char DISCARDED_ONE[] = "Discarded 1 notifications from replay buffer due to system clock change. ";
 
 // The registry without a service thread: each test has threads that do what that one, the event thread and the agents'
@@ -55,24 +55,20 @@ protected:
         }
     }
 
-    // Starts the action on a thread of its own and returns when that has come to wait for the registry lock, which
-    // somebody else must hold.
-    std::thread startAndLetItWait(const std::function<void()>& action)
+    // Subscribes handle 1 and starts its removal, which waits with the registry locked for the call of its handler.
+    std::thread removalThatWaitsForTheHandler()
     {
-        std::promise<void> waits;
-        bool waiting = false;
-        const LockNotice notice(registry._mutex,
-                                [&]
-                                {
-                                    if (!waiting)
-                                    {
-                                        waiting = true;
-                                        waits.set_value();
-                                    }
-                                });
-        std::thread thread(action);
-        waits.get_future().wait();
-        return thread;
+        EXPECT_EQ(add(1), OrvOk);
+        first.hold();
+        store(1000, "A=1");
+        EXPECT_TRUE(first.waitUntilHeld());
+        return startUntilItWaitsForTheHandler(framework, [this] { EXPECT_EQ(registry.removeSubscription(1), OrvOk); });
+    }
+
+    // The same for what comes to wait for the registry lock, which somebody else must hold.
+    std::thread startUntilItWaitsForTheRegistry(const std::function<void()>& action)
+    {
+        return startUntilItWaits(registry._mutex, action);
     }
 
     // A record comes while a newcomer's construction is held at this place.
@@ -82,7 +78,7 @@ protected:
         SyncPoint construction(framework, function, text);
         std::thread newcomer([this] { EXPECT_EQ(add(1, 1), OrvOk); });
         ASSERT_TRUE(construction.waitUntilHeld());
-        std::thread service = startAndLetItWait([this] { store(2000, "B=1"); });
+        std::thread service = startUntilItWaitsForTheRegistry([this] { store(2000, "B=1"); });
         EXPECT_THAT(registry._subscriptions, IsEmpty());
         construction.release();
         newcomer.join();
@@ -104,7 +100,7 @@ TEST_F(NotificationServiceRunnableRace, ANewcomerDuringAFanOutGetsTheRecordByRep
     SyncPoint fanOut(framework, "offerToSubscriptions", "Sending notification to subscriptionHandle: 1");
     std::thread service([this] { store(1000, "A=1"); });
     ASSERT_TRUE(fanOut.waitUntilHeld());
-    std::thread newcomer = startAndLetItWait([this] { EXPECT_EQ(add(2, 1), OrvOk); });
+    std::thread newcomer = startUntilItWaitsForTheRegistry([this] { EXPECT_EQ(add(2, 1), OrvOk); });
     EXPECT_EQ(registry._subscriptions.size(), 1u);
     fanOut.release();
     service.join();
@@ -134,7 +130,7 @@ TEST_F(NotificationServiceRunnableRace, ARemovalDuringAFanOutWaitsUntilTheRecord
     SyncPoint fanOut(framework, "offerToSubscriptions", "Sending notification to subscriptionHandle: 1");
     std::thread service([this] { store(1000, "A=1"); });
     ASSERT_TRUE(fanOut.waitUntilHeld());
-    std::thread remover = startAndLetItWait([this] { EXPECT_EQ(registry.removeSubscription(2), OrvOk); });
+    std::thread remover = startUntilItWaitsForTheRegistry([this] { EXPECT_EQ(registry.removeSubscription(2), OrvOk); });
     EXPECT_EQ(filters[2].matchCalls, 0u);
     fanOut.release();
     service.join();
@@ -147,14 +143,8 @@ TEST_F(NotificationServiceRunnableRace, ARemovalDuringAFanOutWaitsUntilTheRecord
 
 TEST_F(NotificationServiceRunnableRace, ARecordDuringARemovalIsNotOfferedToTheRemovedOne)
 {
-    ASSERT_EQ(add(1), OrvOk);
-    first.hold();
-    store(1000, "A=1");
-    ASSERT_TRUE(first.waitUntilHeld());
-    framework.setLevel(8);
-    std::thread remover([this] { EXPECT_EQ(registry.removeSubscription(1), OrvOk); });
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, EMPTIED, 1, RecordingHandler::TIMEOUT_SECONDS));
-    std::thread service = startAndLetItWait([this] { store(2000, "B=1"); });
+    std::thread remover = removalThatWaitsForTheHandler();
+    std::thread service = startUntilItWaitsForTheRegistry([this] { store(2000, "B=1"); });
     EXPECT_EQ(stored(), 1u);
     first.release();
     remover.join();
@@ -166,14 +156,8 @@ TEST_F(NotificationServiceRunnableRace, ARecordDuringARemovalIsNotOfferedToTheRe
 
 TEST_F(NotificationServiceRunnableRace, ANewcomerWithTheHandleOfARemovalInProgressTakesItOver)
 {
-    ASSERT_EQ(add(1), OrvOk);
-    first.hold();
-    store(1000, "A=1");
-    ASSERT_TRUE(first.waitUntilHeld());
-    framework.setLevel(8);
-    std::thread remover([this] { EXPECT_EQ(registry.removeSubscription(1), OrvOk); });
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, EMPTIED, 1, RecordingHandler::TIMEOUT_SECONDS));
-    std::thread newcomer = startAndLetItWait([this] { EXPECT_EQ(add(1), OrvOk); });
+    std::thread remover = removalThatWaitsForTheHandler();
+    std::thread newcomer = startUntilItWaitsForTheRegistry([this] { EXPECT_EQ(add(1), OrvOk); });
     first.release();
     remover.join();
     newcomer.join();
@@ -185,14 +169,9 @@ TEST_F(NotificationServiceRunnableRace, ANewcomerWithTheHandleOfARemovalInProgre
 
 TEST_F(NotificationServiceRunnableRace, OfTwoRemovalsTheSecondFindsNothing)
 {
-    ASSERT_EQ(add(1), OrvOk);
-    first.hold();
-    store(1000, "A=1");
-    ASSERT_TRUE(first.waitUntilHeld());
-    framework.setLevel(8);
-    std::thread remover([this] { EXPECT_EQ(registry.removeSubscription(1), OrvOk); });
-    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, EMPTIED, 1, RecordingHandler::TIMEOUT_SECONDS));
-    std::thread late = startAndLetItWait([this] { EXPECT_EQ(registry.removeSubscription(1), OrvNotFound); });
+    std::thread remover = removalThatWaitsForTheHandler();
+    std::thread late =
+        startUntilItWaitsForTheRegistry([this] { EXPECT_EQ(registry.removeSubscription(1), OrvNotFound); });
     first.release();
     remover.join();
     late.join();
@@ -208,15 +187,8 @@ TEST_F(NotificationServiceRunnableRace, AStopTimerThatARemovalOvertookIsDelivere
     ASSERT_EQ(add(1, 0, now + 1), OrvOk);  // fires at once
     ASSERT_TRUE(callback.waitUntilHeld());
     const WaitNotice notice(WaitNotice::timerStop, [&] { callback.release(); });  // the destructor comes to wait
-    std::vector<int32_t> typesAtTheEnd;
-    std::thread remover(
-        [&]
-        {
-            EXPECT_EQ(registry.removeSubscription(1), OrvOk);
-            typesAtTheEnd = first.types();
-        });
-    remover.join();
-    EXPECT_THAT(typesAtTheEnd, ElementsAre(notificationComplete));
+    EXPECT_EQ(registry.removeSubscription(1), OrvOk);
+    EXPECT_THAT(first.types(), ElementsAre(notificationComplete));
     EXPECT_EQ(filters[1].destroyed, 1u);
     EXPECT_EQ(RecordingHandler::strays(), strays);
 }
@@ -227,14 +199,14 @@ TEST_F(NotificationServiceRunnableRace, AClockChangeBehindTheJudgementOfARecordD
     ASSERT_EQ(add(1), OrvOk);
     std::promise<void> judged;
     std::promise<void> goOn;
-    std::atomic<bool> met{false};
+    Once judgement;
     std::thread service;
     std::thread event;
     {
         const LockNotice notice(registry._notificationBuffer._mutex,
                                 [&]
                                 {
-                                    if (!met.exchange(true))
+                                    if (judgement.first())
                                     {
                                         judged.set_value();
                                         goOn.get_future().wait();
@@ -285,7 +257,7 @@ TEST_F(NotificationServiceRunnableRace, AClockChangeDuringAReplayIsHeardBehindIt
     SyncPoint replay(framework, "replay", "Pushing replayComplete notification");
     std::thread newcomer([this] { EXPECT_EQ(add(1, 1), OrvOk); });
     ASSERT_TRUE(replay.waitUntilHeld());
-    std::thread event = startAndLetItWait([this] { registry.systemClockChanged(5000); });
+    std::thread event = startUntilItWaitsForTheRegistry([this] { registry.systemClockChanged(5000); });
     EXPECT_EQ(registry.getNotificationBuffer().getBufferCreationTime(), 5000);
     replay.release();
     newcomer.join();
@@ -301,7 +273,7 @@ TEST_F(NotificationServiceRunnableRace, ANewcomerDuringAClockChangeReplaysAnEmpt
     SyncPoint notice(framework, "offerToSubscriptions", "Sending notification to subscriptionHandle: 1");
     std::thread event([this] { registry.systemClockChanged(5000); });
     ASSERT_TRUE(notice.waitUntilHeld());
-    std::thread newcomer = startAndLetItWait([this] { EXPECT_EQ(add(2, 4999), OrvOk); });
+    std::thread newcomer = startUntilItWaitsForTheRegistry([this] { EXPECT_EQ(add(2, 4999), OrvOk); });
     notice.release();
     event.join();
     newcomer.join();
@@ -334,7 +306,12 @@ TEST_F(NotificationServiceRunnableRace, OfTheTimeQueriesDuringAReplayThoseOfTheS
                             [this] { return registry.getNotificationBuffer().getOldestBufferTimestamp(); });
         waits.get_future().wait();
     }
-    EXPECT_EQ(oldest.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    const bool isFree = registry._notificationBuffer._mutex.tryLock();
+    EXPECT_FALSE(isFree) << "what the query has come to wait for";
+    if (isFree)
+    {
+        registry._notificationBuffer._mutex.unlock();
+    }
     goOn.set_value();
     EXPECT_EQ(oldest.get(), 1000);
     newcomer.join();
