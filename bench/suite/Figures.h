@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,5 +26,9 @@ private:
     const std::string _contestant;
     const Parameters _parameters;
 };
+
+// The sample that this fraction of all, from 0 to 1, does not exceed: 0.5 is the median. Changes the order of the
+// samples. Throws std::runtime_error if there are none.
+double quantile(std::vector<int64_t>& samples, double fraction);
 
 }  // namespace OrvBench

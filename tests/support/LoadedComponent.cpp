@@ -36,10 +36,11 @@ const char* LoadedComponent::libraryPath()
     return ORV_COMPONENT_PATH;
 }
 
-LoadedComponent::LoadedComponent(FakeFramework& framework)
+LoadedComponent::LoadedComponent(FakeFramework& framework, const std::string& path)
     : _framework(framework),
       _session(framework),
-      _library(dlopen(libraryPath(), RTLD_NOW | RTLD_LOCAL)),
+      _path(path),
+      _library(dlopen(_path.c_str(), RTLD_NOW | RTLD_LOCAL)),
       _init(nullptr),
       _terminate(nullptr),
       _record(nullptr),
@@ -131,12 +132,12 @@ bool LoadedComponent::unload()
     dlclose(_library);
     _library = nullptr;
     _record = nullptr;
-    return !isLoaded();
+    return !isLoaded(_path);
 }
 
-bool LoadedComponent::isLoaded()
+bool LoadedComponent::isLoaded(const std::string& path)
 {
-    void* library = dlopen(libraryPath(), RTLD_NOW | RTLD_NOLOAD);
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
     if (library == nullptr)
     {
         return false;

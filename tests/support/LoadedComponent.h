@@ -21,7 +21,7 @@ class LoadedComponent
 {
 public:
     // Loads the library, after orvCommonInit with the framework. Throws std::runtime_error with the loader's text.
-    explicit LoadedComponent(FakeFramework& framework);
+    explicit LoadedComponent(FakeFramework& framework, const std::string& path = libraryPath());
     ~LoadedComponent();
 
     // zelLCMinit with a file of this content, a path, or the framework's accessor and any path.
@@ -39,7 +39,7 @@ public:
 
     // dlclose. True if the library has left the process.
     bool unload();
-    static bool isLoaded();
+    static bool isLoaded(const std::string& path = libraryPath());
     static const char* libraryPath();
 
     LoadedComponent(const LoadedComponent&) = delete;
@@ -49,6 +49,7 @@ private:
     FakeFramework& _framework;
     CommonSession _session;
     TemporaryDirectory _directory;
+    const std::string _path;
     void* _library;
     ZelLCMinitFunction _init;
     ZelLCMterminateFunction _terminate;
