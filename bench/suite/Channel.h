@@ -18,6 +18,9 @@ struct ChannelOptions
     unsigned int subscribers = 1;
     unsigned int storeSize = 5000;  // records that the service keeps, and the limit of its queues
     std::string library;            // path of liborv_notification_service.so
+    // A single record's way is measured, not how many there can be in a second: nothing waits to be sent together with
+    // what may follow.
+    bool prompt = false;
 };
 
 // One producer's way to a number of subscribers that all receive a copy of their own of every record, in order: the

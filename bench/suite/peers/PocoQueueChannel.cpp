@@ -1,0 +1,112 @@
+#include <Poco/AutoPtr.h>
+#include <Poco/Notification.h>
+#include <Poco/NotificationQueue.h>
+
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "NotificationUtils.h"
+#include "PeerChannels.h"
+
+namespace OrvBench
+{
+
+namespace
+{
+
+// Carries one subscriber's copy of a record; without one it ends the subscriber's thread.
+class Message : public Poco::Notification
+{
+public:
+    explicit Message(OwnedNotification record) : _record(std::move(record)) {}
+
+    const OrvOamSpiNbiNotificationValue_1* record() const { return _record.get(); }
+
+private:
+    const OwnedNotification _record;
+};
+
+// Threads: put and close from the producer; the subscriber's own thread calls the receiver.
+class Subscriber
+{
+public:
+    Subscriber(unsigned int number, Receive receive) : _number(number), _receive(receive), _thread([this] { run(); }) {}
+
+    void put(OwnedNotification record) { _queue.enqueueNotification(new Message(std::move(record))); }
+
+    // What still waits is dropped.
+    void close()
+    {
+        _queue.enqueueUrgentNotification(new Message(nullptr));
+        _thread.join();
+    }
+
+    Subscriber(const Subscriber&) = delete;
+    Subscriber& operator=(const Subscriber&) = delete;
+
+private:
+    void run()
+    {
+        while (true)
+        {
+            const Poco::AutoPtr<Poco::Notification> notification(_queue.waitDequeueNotification());
+            const auto* const message = static_cast<const Message*>(notification.get());
+            if (message->record() == nullptr)
+            {
+                return;
+            }
+            _receive(_number, message->record()->sequenceNumber);
+        }
+    }
+
+    const unsigned int _number;
+    const Receive _receive;
+    Poco::NotificationQueue _queue;
+    std::thread _thread;  // last: it uses all the others
+};
+
+class PocoQueueChannel : public Channel
+{
+public:
+    ~PocoQueueChannel() override { closeAll(); }
+
+    void open(const ChannelOptions& options, Receive receive) override
+    {
+        for (unsigned int number = 0; number < options.subscribers; ++number)
+        {
+            _subscribers.push_back(std::make_unique<Subscriber>(number, receive));
+        }
+    }
+
+    void publish(const OrvOamSpiNbiNotificationValue_1& record) override
+    {
+        for (const std::unique_ptr<Subscriber>& subscriber : _subscribers)
+        {
+            subscriber->put(OwnedNotification(NotificationUtils::copyNotification(record)));
+        }
+    }
+
+    void close() override { closeAll(); }
+
+private:
+    void closeAll()
+    {
+        for (const std::unique_ptr<Subscriber>& subscriber : _subscribers)
+        {
+            subscriber->close();
+        }
+        _subscribers.clear();
+    }
+
+    std::vector<std::unique_ptr<Subscriber>> _subscribers;
+};
+
+}  // namespace
+
+std::unique_ptr<Channel> makePocoQueueChannel()
+{
+    return std::make_unique<PocoQueueChannel>();
+}
+
+}  // namespace OrvBench
