@@ -1,14 +1,16 @@
 // Load for as long as wanted: 64 subscribers of mixed speed, replaced all the time, 5 producers, overflows, clock
 // changes and restarts, judged by the oracle of the stress program. At the end nothing has grown and every record is
 // accounted for; then misbehaving subscribers are measured beside good ones.
+#include <CLI/CLI.hpp>
+
 #include <malloc.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cinttypes>
 #include <condition_variable>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <mutex>
 #include <random>
@@ -255,17 +257,19 @@ bool soak(unsigned int minutes, const std::string& plot, uint64_t seed)
 
 int main(int argc, char** argv)
 {
-    if (argc < 3 || argc > 4)
-    {
-        std::fprintf(stderr, "Usage: %s MINUTES PLOT.svg [SEED]\n0 minutes: only the comparison side by side\n",
-                     argv[0]);
-        return 2;
-    }
-    const unsigned int minutes = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
-    const uint64_t seed = argc == 4 ? std::strtoull(argv[3], nullptr, 10) : std::random_device()();
-    const bool fine = minutes == 0 || soak(minutes, argv[2], seed);
+    CLI::App program("64 subscribers of mixed speed, producers, clock changes and restarts; then a comparison.");
+    unsigned int minutes = 0;
+    std::string plot;
+    uint64_t seed = std::random_device()();
+    program.add_option("MINUTES", minutes, "how long; 0 for the comparison alone")->required();
+    program.add_option("PLOT", plot, "the SVG file to write")->required();
+    program.add_option("SEED", seed, "what to try; by chance if none is given");
+    CLI11_PARSE(program, argc, argv);
+
+    const bool sound = minutes == 0 || soak(minutes, plot, seed);
     const double worst = OrvStress::measureSideBySide(ROUNDS);
+    const bool fair = worst <= LARGEST_RATIO;
     std::printf("largest ratio %.2f, wanted at most %.2f\n", worst, LARGEST_RATIO);
-    std::printf("%s\n", fine ? "nothing wrong" : "something is wrong, see above");
-    return fine && worst <= LARGEST_RATIO ? 0 : 1;
+    std::printf("%s\n", sound && fair ? "nothing wrong" : "something is wrong, see above");
+    return sound && fair ? 0 : 1;
 }

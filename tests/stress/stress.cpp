@@ -1,11 +1,13 @@
 // Producers, subscribers that come and go, clock changes and restarts, all at once, against an oracle that knows what
 // each subscriber may and must have seen. Runs for a while; the seed decides what is tried, not how threads interleave.
+#include <CLI/CLI.hpp>
+
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "World.h"
 
@@ -16,6 +18,7 @@ using OrvStress::Account;
 using OrvStress::World;
 
 const unsigned int REPORT_SECONDS = 60;
+const unsigned int MOST_SECONDS = 1000000;
 
 OrvStress::Scenario scenario()
 {
@@ -58,25 +61,25 @@ void report(World& world)
 void requireVariety(World& world)
 {
     const Account sum = world.accounts().total();
-    const uint64_t counts[] = {sum.delivered,
-                               sum.replayed,
-                               sum.offeredAgain,
-                               sum.overflows,
-                               sum.purgesMeasured,
-                               sum.gapsJudged,
-                               sum.seamsJudged,
-                               sum.endsJudged,
-                               sum.notices,
-                               sum.heartbeats,
-                               sum.completions,
-                               world.ledger().restarts(),
-                               world.ledger().stampsRefused()};
-    for (const uint64_t count : counts)
+    const std::pair<const char*, uint64_t> counts[] = {
+        {"a delivery", sum.delivered},
+        {"a replay", sum.replayed},
+        {"a retry", sum.offeredAgain},
+        {"an overflow", sum.overflows},
+        {"an overflow whose loss could be compared with the limit", sum.purgesMeasured},
+        {"a gap or none that is certain", sum.gapsJudged},
+        {"a seam that is certain", sum.seamsJudged},
+        {"an end of a replay that is certain", sum.endsJudged},
+        {"a notice of a clock change", sum.notices},
+        {"a heartbeat", sum.heartbeats},
+        {"a stop time", sum.completions},
+        {"a restart", world.ledger().restarts()},
+        {"a refusal for the stamp", world.ledger().stampsRefused()}};
+    for (const auto& [what, count] : counts)
     {
         if (count == 0)
         {
-            world.complaints().add("the run was too short: something was never tried");
-            return;
+            world.complaints().add(std::string("the run was too short, it had no such thing: ") + what);
         }
     }
 }
@@ -85,21 +88,21 @@ void requireVariety(World& world)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2 || argc > 3 || std::atol(argv[1]) <= 0)
-    {
-        std::fprintf(stderr, "Usage: %s SECONDS [SEED]\n", argv[0]);
-        return 2;
-    }
-    const auto seconds = std::chrono::seconds(std::atol(argv[1]));
-    const uint64_t seed = argc == 3 ? std::strtoull(argv[2], nullptr, 10) : std::random_device()();
+    CLI::App program("Producers, subscribers that come and go, clock changes and restarts, judged by an oracle.");
+    unsigned int seconds = 0;
+    uint64_t seed = std::random_device()();
+    program.add_option("SECONDS", seconds, "how long")->required()->check(CLI::Range(1u, MOST_SECONDS));
+    program.add_option("SEED", seed, "what to try; by chance if none is given");
+    CLI11_PARSE(program, argc, argv);
     std::printf("seed %" PRIu64 "\n", seed);
     std::fflush(stdout);
 
     World world(scenario(), seed);
     world.start();
     const auto begin = std::chrono::steady_clock::now();
+    const auto end = begin + std::chrono::seconds(seconds);
     auto nextReport = begin + std::chrono::seconds(REPORT_SECONDS);
-    while (std::chrono::steady_clock::now() - begin < seconds && world.complaints().count() == 0 && world.next())
+    while (std::chrono::steady_clock::now() < end && world.complaints().count() == 0 && world.next())
     {
         if (std::chrono::steady_clock::now() >= nextReport)
         {
@@ -115,8 +118,8 @@ int main(int argc, char** argv)
     }
     if (world.complaints().count() != 0)
     {
-        std::printf("%" PRIu64 " complaints; again with: %s %s %" PRIu64 "\n", world.complaints().count(), argv[0],
-                    argv[1], seed);
+        std::printf("%" PRIu64 " complaints; again with: %s %u %" PRIu64 "\n", world.complaints().count(), argv[0],
+                    seconds, seed);
         return 1;
     }
     std::printf("nothing wrong\n");
