@@ -27,7 +27,7 @@ struct Case
 typedef std::vector<Case> Cases;
 
 // Each adds what its file measures.
-void addSaturation(Cases& cases);   // A, B, O
+void addSaturation(Cases& cases);   // A, B; O is read off A
 void addStoreGrowth(Cases& cases);  // C
 void addLowLoad(Cases& cases);      // D
 void addBurst(Cases& cases);        // E
@@ -39,6 +39,7 @@ void addMemory(Cases& cases);       // J
 void addTraceOff(Cases& cases);     // K
 void addSlowOne(Cases& cases);      // L
 void addOverflow(Cases& cases);     // M
+void addPurge(Cases& cases);        // M
 void addChurn(Cases& cases);        // N
 void addFloors(Cases& cases);       // the floors that the scenarios are held against
 

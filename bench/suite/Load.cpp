@@ -19,7 +19,7 @@ namespace
 // Handlers are functions without a context.
 Load* currentLoad = nullptr;
 
-const int64_t STANDSTILL = 100 * MILLISECOND;  // after which a nudge is due
+const int64_t STANDSTILL = 20 * MILLISECOND;   // after which a nudge is due; each further one takes twice as long
 const int64_t PATIENCE = 30 * NANOSECONDS;     // after which records count as lost
 const int64_t SECOND_LOOK = MILLISECOND / 10;  // where nobody is told that a record has arrived
 
@@ -38,7 +38,7 @@ Load::Load(Channel& channel, const ChannelOptions& channelOptions, const LoadOpt
       _record(benchRecord()),
       _progress(new Progress[options.subscribers + options.laggards]),
       // More than can be under way, nudges included.
-      _milestones((options.window + 2 * PATIENCE / STANDSTILL) / options.step + 2),
+      _milestones(options.window / options.step + 100),
       _arrivals(new std::atomic<unsigned int>[_milestones]())
 {
     if (options.window < 4 * options.step)
@@ -104,8 +104,26 @@ double Load::saturate(int64_t nanoseconds, uint64_t records)
 double Load::measureRate(bool quick)
 {
     saturate(0, 0);
+    return saturate(measuringTime(quick), quick ? 2 * _options.step : std::numeric_limits<uint64_t>::max());
+}
+
+std::vector<int64_t> Load::timePushes(bool quick)
+{
+    saturate(0, 0);
+    std::vector<int64_t> samples;
     const uint64_t records = quick ? 2 * _options.step : std::numeric_limits<uint64_t>::max();
-    return saturate(measuringTime(quick), records);
+    const int64_t end = nowNanoseconds() + measuringTime(quick);
+    int64_t after = 0;
+    while (after < end && samples.size() < records)
+    {
+        awaitCredit();
+        const int64_t before = nowNanoseconds();
+        push();
+        after = nowNanoseconds();
+        samples.push_back(after - before);
+    }
+    awaitAll();
+    return samples;
 }
 
 void Load::check() const
@@ -181,7 +199,7 @@ void Load::waitUntilReceived(uint64_t number)
     const auto isDone = [this, number] { return !_failure.empty() || haveAllReceived(number); };
     uint64_t deliveriesBefore = deliveries();
     int64_t lastDelivery = nowNanoseconds();
-    int64_t lastNudge = lastDelivery;
+    int64_t nextNudge = STANDSTILL;
     std::unique_lock<std::mutex> lock(_mutex);
     while (!_moved.wait_for(lock, look, isDone))
     {
@@ -189,15 +207,16 @@ void Load::waitUntilReceived(uint64_t number)
         if (deliveries() != deliveriesBefore)
         {
             deliveriesBefore = deliveries();
-            lastDelivery = lastNudge = now;
+            lastDelivery = now;
+            nextNudge = STANDSTILL;
         }
         else if (now - lastDelivery >= PATIENCE)
         {
             throw std::runtime_error("records are outstanding, and nothing has arrived for long");
         }
-        else if (now - lastNudge >= STANDSTILL)
+        else if (now - lastDelivery >= nextNudge)
         {
-            lastNudge = now;
+            nextNudge *= 2;
             ++_nudges;
             lock.unlock();
             push();
@@ -228,11 +247,6 @@ uint64_t Load::deliveries() const
     return std::accumulate(_progress.get(), _progress.get() + _options.subscribers, uint64_t(0),
                            [](uint64_t sum, const Progress& progress)
                            { return sum + progress.received.load(std::memory_order_relaxed); });
-}
-
-int64_t measuringTime(bool quick)
-{
-    return quick ? NANOSECONDS / 20 : NANOSECONDS;
 }
 
 }  // namespace OrvBench

@@ -6,9 +6,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "Channel.h"
-#include "Figures.h"
 
 namespace OrvBench
 {
@@ -56,8 +56,13 @@ public:
 
     // The rate of saturation after a start that is not measured. A quick run stops after a few steps.
     double measureRate(bool quick);
+    // Publishes in the same way; nanoseconds that each push took, with one look at the clock. The waiting for credit is
+    // no part of it.
+    std::vector<int64_t> timePushes(bool quick);
 
     uint64_t published() const { return _published; }
+    // Microseconds since the Unix epoch: of the latest record.
+    int64_t eventTime() const { return _record.eventTime; }
     // Records that were published for no other reason than that nothing arrived although some were outstanding: the
     // service lets a record wait for the next arrival if its delivery run ends at that very moment.
     uint64_t nudges() const { return _nudges; }
@@ -99,8 +104,5 @@ private:
     int64_t _slowestTime = 0;  // when the last of them did
     std::string _failure;
 };
-
-// The length of a measurement in nanoseconds: a second, or a twentieth of it for a quick run.
-int64_t measuringTime(bool quick);
 
 }  // namespace OrvBench

@@ -32,6 +32,14 @@ OrvBench::Cases allCases()
 {
     OrvBench::Cases cases;
     OrvBench::addSaturation(cases);
+    OrvBench::addStoreGrowth(cases);
+    OrvBench::addLowLoad(cases);
+    OrvBench::addBurst(cases);
+    OrvBench::addPushCall(cases);
+    OrvBench::addSlowOne(cases);
+    OrvBench::addOverflow(cases);
+    OrvBench::addPurge(cases);
+    OrvBench::addChurn(cases);
     return cases;
 }
 

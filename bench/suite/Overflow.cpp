@@ -1,0 +1,98 @@
+// M: what the producer's call costs while every queue overflows again and again. Every handler takes a millisecond for
+// a record. No subscriber gives credit: what waits in front of the service's own thread is kept below the window of F,
+// so that both find the same.
+#include <atomic>
+#include <stdexcept>
+
+#include "Cases.h"
+#include "Clock.h"
+#include "Figures.h"
+#include "Load.h"
+#include "ServiceChannel.h"
+
+namespace OrvBench
+{
+
+namespace
+{
+
+const unsigned int SUBSCRIBERS = 8;
+const unsigned int STORE = 100;
+const int64_t PATIENCE = 30 * NANOSECONDS;
+const uint64_t AHEAD = 2250;  // records in front of the service's thread: as in F, between 2250 and 2500
+const uint64_t LOOK = 250;    // records from one look at how many there are to the next
+
+std::atomic<uint64_t> overflows{0};
+
+void receiveSlowly(unsigned int subscriber, uint64_t number)
+{
+    if (number == 0)
+    {
+        overflows.fetch_add(1, std::memory_order_relaxed);
+    }
+    Load::receive(subscriber, number);
+    sleepUntil(nowNanoseconds() + MILLISECOND);
+}
+
+// Waits until at most this number of records has not been stored yet: event times are ascending by one.
+void awaitStored(OrvOamSpiNbiNotificationService& table, const Load& load, uint64_t outstanding)
+{
+    const int64_t oldestWanted = load.eventTime() - static_cast<int64_t>(outstanding) - (STORE - 1);
+    const int64_t end = nowNanoseconds() + PATIENCE;
+    long long oldest = 0;
+    while (requireOk(table.getOldestBufferTimestamp(&oldest), "getOldestBufferTimestamp"), oldest < oldestWanted)
+    {
+        if (nowNanoseconds() > end)
+        {
+            throw std::runtime_error("a record that has been pushed is not stored");
+        }
+        sleepUntil(nowNanoseconds() + MILLISECOND / 10);
+    }
+}
+
+void measure(const Settings& settings)
+{
+    ServiceChannel channel;
+    ChannelOptions channelOptions;
+    channelOptions.storeSize = STORE;
+    channelOptions.library = settings.library;
+    LoadOptions options;
+    options.subscribers = 0;
+    options.laggards = SUBSCRIBERS;
+    Load load(channel, channelOptions, options, receiveSlowly);
+    OrvOamSpiNbiNotificationService& table = channel.host().table();
+    std::vector<int64_t> pushes;
+    const int64_t start = nowNanoseconds();
+    while (nowNanoseconds() - start < measuringTime(settings.quick))
+    {
+        for (uint64_t i = 0; i < LOOK; ++i)
+        {
+            const int64_t before = nowNanoseconds();
+            load.push();
+            pushes.push_back(nowNanoseconds() - before);
+        }
+        awaitStored(table, load, AHEAD);
+    }
+    awaitStored(table, load, 0);
+    const int64_t duration = nowNanoseconds() - start;
+    channel.close();
+    load.check();
+    if (overflows == 0)
+    {
+        throw std::runtime_error("no queue has overflowed");
+    }
+    Figures figures("M", "service", {{"S", SUBSCRIBERS}, {"K", STORE}});
+    figures.report("push_p50", "ns", quantile(pushes, 0.5));
+    figures.report("push_p99", "ns", quantile(pushes, 0.99));
+    figures.report("time_per_record", "ns", static_cast<double>(duration) / static_cast<double>(load.published()));
+    figures.report("overflows", "1", static_cast<double>(overflows));
+}
+
+}  // namespace
+
+void addOverflow(Cases& cases)
+{
+    cases.push_back({"M/service/S=8", measure});
+}
+
+}  // namespace OrvBench
