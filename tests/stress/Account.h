@@ -61,8 +61,11 @@ public:
     // The upper bound of the bucket in which this share of the values ends, microseconds; 0 without values.
     static double quantile(const std::array<uint64_t, BUCKETS>& counts, double share);
 
-    std::atomic<uint64_t> answers{0};     // answers that the service must have logged
-    std::atomic<uint64_t> exceptions{0};  // exceptions that it must have logged
+    // What the service must have logged, each once.
+    std::atomic<uint64_t> answers{0};
+    std::atomic<uint64_t> exceptions{0};
+    std::atomic<uint64_t> notFound{0};  // unsubscribe was answered so
+    std::atomic<uint64_t> handlesInUse{0};
 
 private:
     mutable std::mutex _mutex;

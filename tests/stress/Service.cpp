@@ -83,9 +83,13 @@ void Service::judgeLine(const OrvTest::LogLine& line)
     {
         ++_log.exceptions;
     }
-    else if (begins(line.text, "Could not find"))
+    else if (begins(line.text, "Could not find handle"))
     {
         ++_log.notFound;
+    }
+    else if (begins(line.text, "Could not find and unregister"))
+    {
+        ++_log.notFoundByUnregistering;
     }
     else if (begins(line.text, "Failed to store Subscription"))
     {

@@ -18,9 +18,10 @@ namespace OrvStress
 // What the service has written into the log, by kind. Any other line from severity 4 on is a complaint.
 struct LogCounts
 {
-    std::atomic<uint64_t> answers{0};     // an answer of a handler that is none of the three
-    std::atomic<uint64_t> exceptions{0};  // a handler has thrown
-    std::atomic<uint64_t> notFound{0};    // a subscription that was to be removed is gone
+    std::atomic<uint64_t> answers{0};                  // an answer of a handler that is none of the three
+    std::atomic<uint64_t> exceptions{0};               // a handler has thrown
+    std::atomic<uint64_t> notFound{0};                 // a subscription that was to be removed is gone
+    std::atomic<uint64_t> notFoundByUnregistering{0};  // of these
     std::atomic<uint64_t> handlesInUse{0};
 };
 

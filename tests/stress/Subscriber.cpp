@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <shared_mutex>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
-#include "OrvException.h"
 #include "Records.h"
 
 namespace OrvStress
@@ -17,7 +15,6 @@ namespace
 
 const int64_t SECOND = 1000000;
 const auto RETRY_PAUSE = std::chrono::milliseconds(10);
-const int EXCEPTION_KINDS = 3;
 
 // Such a subscriber gets to the end of what it is to receive.
 bool takesEverything(Manner manner)
@@ -315,26 +312,33 @@ void Subscriber::subscribeTwice()
     {
         wrong("a handle in use gave " + std::to_string(result));
     }
+    ++_accounts.handlesInUse;
+}
+
+OrvReturnT Subscriber::unsubscribe()
+{
+    const OrvReturnT result = _service.table().unsubscribe(_handle);
+    _accounts.notFound += result == OrvNotFound ? 1 : 0;
+    return result;
 }
 
 void Subscriber::leave()
 {
-    OrvOamSpiNbiNotificationService& table = _service.table();
     _released = true;
     _ledger.wake();
     const bool clean = _subscribedCleanly;
     bool removed = false;
     if (once(8))
     {
-        const OrvReturnT result = table.unregisterHandler(_handlerId);
+        const OrvReturnT result = _service.table().unregisterHandler(_handlerId);
         if (result != OrvOk && (result != OrvNotRunning || _ledger.phase() == _phase))
         {
             wrong("unregisterHandler gave " + std::to_string(result));
         }
         removed = result == OrvOk;
     }
-    OrvReturnT result = table.unsubscribe(_handle);
-    bool moved = _ledger.phase() != _phase;
+    OrvReturnT result = unsubscribe();
+    const bool moved = _ledger.phase() != _phase;
     if ((removed && result == OrvOk && !moved) || (!removed && result == OrvNotFound && !moved) ||
         (result == OrvNotRunning && !moved) || (result != OrvOk && result != OrvNotFound && result != OrvNotRunning))
     {
@@ -345,7 +349,7 @@ void Subscriber::leave()
     while (moved && _ledger.waitUntil([this] { return _ledger.running(); }))
     {
         const uint32_t phase = _ledger.phase();
-        result = table.unsubscribe(_handle);
+        result = unsubscribe();
         if (result == OrvNotFound || (result == OrvOk && !clean))
         {
             break;
@@ -357,7 +361,7 @@ void Subscriber::leave()
         }
     }
     // A handle that was subscribed twice, or removed with its handler, is listed once more.
-    table.unsubscribe(_handle);
+    unsubscribe();
     const std::lock_guard<std::mutex> lock(_mutex);
     if (_ledger.running() || !moved)
     {
@@ -419,99 +423,6 @@ OrvReturnT Subscriber::notify(unsigned int handle, OrvOamSpiNbiNotificationValue
         throwSomething(todo.exception);
     }
     return todo.answer;
-}
-
-Subscriber::Act Subscriber::act(const OrvOamSpiNbiNotificationValue_1& notification)
-{
-    Act todo = {OrvOk, 0, false, 0};
-    const unsigned int chance = static_cast<unsigned int>(_handlerRandom() % 64);
-    if (released())
-    {
-        return todo;
-    }
-    switch (_manner)
-    {
-        case Manner::Fast:
-            if (chance == 0)
-            {
-                queryTimes();
-            }
-            break;
-        case Manner::Slow:
-            todo.wait = notification.notificationType <= attributeChanged;
-            todo.waitForPushes = 1 + chance;
-            break;
-        case Manner::Retrying:
-            if (_retriesLeft != 0)
-            {
-                --_retriesLeft;
-                todo.answer = OrvRetry;
-            }
-            else
-            {
-                _retriesLeft = chance < 8 ? chance % 4 : 0;
-            }
-            break;
-        case Manner::RetryingAlways:
-            todo.answer = OrvRetry;
-            break;
-        case Manner::Stuck:
-            todo.wait = true;
-            break;
-        case Manner::Deregistering:
-            if (_recordsUntilDeregistering-- == 0)
-            {
-                todo.answer = OrvNotFound;
-                ++_accounts.answers;
-            }
-            break;
-        case Manner::Throwing:
-            if (chance % 4 != 0)
-            {
-                todo.exception = 1 + static_cast<int>(chance) % EXCEPTION_KINDS;
-                ++_accounts.exceptions;
-                ++_accounts.answers;
-            }
-            break;
-        case Manner::Odd:
-            if (chance % 2 != 0)
-            {
-                static const OrvReturnT codes[] = {OrvNotRunning, OrvFailure, OrvBadArgument, 99};
-                todo.answer = codes[chance % 4];
-                ++_accounts.answers;
-            }
-            break;
-    }
-    return todo;
-}
-
-// What a handler may call.
-void Subscriber::queryTimes()
-{
-    OrvOamSpiNbiNotificationService& table = _service.table();
-    long long time = 0;
-    const OrvReturnT results[] = {table.getOldestBufferTimestamp(&time), table.getLastAgedNotificationTime(&time),
-                                  table.getBufferCreationTime(&time)};
-    for (const OrvReturnT result : results)
-    {
-        if (result != OrvOk && (result != OrvNotRunning || _ledger.phase() == _phase))
-        {
-            wrong("a time query inside the handler gave " + std::to_string(result));
-        }
-    }
-}
-
-void Subscriber::throwSomething(int kind)
-{
-    switch (kind)
-    {
-        case 1:
-            throw Orv::OrvException("thrown by subscriber %u", _place);
-        case 2:
-            throw std::runtime_error("thrown by a subscriber");
-        default:
-            throw kind;
-    }
 }
 
 }  // namespace OrvStress

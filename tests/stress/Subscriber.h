@@ -72,7 +72,7 @@ private:
     void spend(const Wish& wish);
     void subscribeTwice();
     void leave();
-    void checkRemoval(OrvReturnT result, bool expected);
+    OrvReturnT unsubscribe();
     void wrong(const std::string& text);
 
     OrvReturnT notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1& notification);

@@ -18,12 +18,7 @@ World::World(const Scenario& scenario, uint64_t seed)
 
 World::~World()
 {
-    _ledger.end();
-    _producers.join();
-    for (std::thread& thread : _threads)
-    {
-        thread.join();
-    }
+    joinAll();
 }
 
 void World::start()
@@ -89,7 +84,7 @@ void World::changeClock()
     _service.changeClock(newTime);
 }
 
-void World::finish()
+void World::joinAll()
 {
     _ledger.end();
     _producers.join();
@@ -98,19 +93,31 @@ void World::finish()
         thread.join();
     }
     _threads.clear();
+}
+
+void World::finish()
+{
+    joinAll();
     _service.stop();
     checkLog();
 }
 
-// The service has logged each answer that is none of the three, and each exception, and nothing else of the kind.
+// The service has logged all of this, each once, and nothing else of the kind.
 void World::checkLog()
 {
     const LogCounts& log = _service.log();
-    if (log.answers != _accounts.answers || log.exceptions != _accounts.exceptions)
+    checkCount("odd answers", log.answers, _accounts.answers);
+    checkCount("exceptions", log.exceptions, _accounts.exceptions);
+    checkCount("handles in use", log.handlesInUse, _accounts.handlesInUse);
+    checkCount("removals of what is gone", log.notFound, _accounts.notFound + log.notFoundByUnregistering);
+}
+
+void World::checkCount(const char* what, uint64_t logged, uint64_t expected)
+{
+    if (logged != expected)
     {
-        _complaints.add("logged " + std::to_string(log.answers) + " odd answers and " + std::to_string(log.exceptions) +
-                        " exceptions, but the handlers gave " + std::to_string(_accounts.answers) + " and " +
-                        std::to_string(_accounts.exceptions));
+        _complaints.add("the log tells of " + std::to_string(logged) + " " + what + ", but there were " +
+                        std::to_string(expected));
     }
 }
 

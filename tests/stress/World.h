@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -54,7 +56,9 @@ public:
 private:
     void restart();
     void changeClock();
+    void joinAll();
     void checkLog();
+    void checkCount(const char* what, uint64_t logged, uint64_t expected);
 
     const Scenario _scenario;
     std::mt19937_64 _random;
