@@ -4,26 +4,66 @@
 
 #include <Poco/Exception.h>
 #include <Poco/Thread.h>
+#include <Poco/Timestamp.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 #include "ClockChangeHandler.h"
 #include "NbiNotification.h"
 #include "NbiNotificationServiceStateChange.h"
-#include "NotificationSubscription.h"
 #include "NotificationThreadPoolManager.h"
 #include "OrvException.h"
 #include "OrvThreadLock.h"
 #include "ServiceLog.h"
+#include "SystemTime.h"
 #include "ThreadWPipes.h"
 
 namespace OrvNbiNotificationService
 {
 
 typedef Orv::OrvThreadLock<Poco::FastMutex> RegistryLock;
+
+// Notifications in a row whose delivery runs start together. It is complete before a subscriber could notice: before a
+// queue that was empty is half full, before 2 ms have passed, and before anything else is done.
+class NotificationServiceRunnable::RunGroup
+{
+public:
+    explicit RunGroup(unsigned int queueLimit)
+        : _limit(std::min<size_t>(MAX_NOTIFICATIONS, queueLimit / 2)), _notifications(0), _isLast(false), _begin(0)
+    {
+    }
+
+    // isLast: no other notification waits right behind this one.
+    void add(bool isLast)
+    {
+        if (_notifications == 0 && !isLast)
+        {
+            _begin = currentTime();
+        }
+        ++_notifications;
+        _isLast = isLast;
+    }
+    void clear() { _notifications = 0; }
+
+    bool isSingle() const { return _notifications == 1 && _isLast; }
+    bool isComplete() const
+    {
+        return _isLast || _notifications >= _limit || currentTime() - _begin >= MAX_MICROSECONDS;
+    }
+
+private:
+    static const size_t MAX_NOTIFICATIONS = 64;
+    static const Poco::Timestamp::TimeDiff MAX_MICROSECONDS = 2000;
+
+    const size_t _limit;
+    size_t _notifications;
+    bool _isLast;
+    Poco::Timestamp _begin;  // a clock that is set makes a group shorter, or as long as its other bound lets it
+};
 
 NotificationServiceRunnable::NotificationServiceRunnable(unsigned int bufferSize)
     : _running(false), _bufferSize(bufferSize), _notificationBuffer(bufferSize)
@@ -79,17 +119,22 @@ void NotificationServiceRunnable::run()
 void NotificationServiceRunnable::handleMessages(const std::deque<Orv::PipeMessage*>& messages)
 {
     NOTIF_TRACE(" >> ");
-    for (Orv::PipeMessage* const message : messages)
+    RunGroup group(_bufferSize);
+    for (auto entry = messages.begin(); entry != messages.end(); ++entry)
     {
-        const std::unique_ptr<Orv::PipeMessage> owned(message);
+        const std::unique_ptr<Orv::PipeMessage> message(*entry);
         switch (message->getMessageType())
         {
             case Orv::MessageTypeStateChange:
-                handleStateChange(static_cast<NbiNotificationServiceStateChange*>(message)->_reason);
+                handleStateChange(static_cast<NbiNotificationServiceStateChange&>(*message)._reason);
                 break;
             case Orv::MessageTypeNotification:
-                notifyHandlers(static_cast<NbiNotification*>(message)->_notification);
+            {
+                const auto next = std::next(entry);
+                group.add(next == messages.end() || (*next)->getMessageType() != Orv::MessageTypeNotification);
+                notifyHandlers(static_cast<NbiNotification&>(*message)._notification, group);
                 break;
+            }
             default:
                 NOTIF_ERROR("received unknown message");
                 break;
@@ -210,7 +255,38 @@ void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1
     RegistryLock lock(_mutex);
     if (_notificationBuffer.pushNotification(*notification))
     {
-        offerToSubscriptions(*notification);
+        offerToSubscriptions(*notification, NotificationSubscription::Start::AtOnce);
+    }
+    NOTIF_TRACE(" << ");
+}
+
+// Whatever happens to a notification, those before it in the group are delivered.
+void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1* notification, RunGroup& group)
+{
+    if (group.isSingle())
+    {
+        group.clear();
+        notifyHandlers(notification);
+        return;
+    }
+    NOTIF_TRACE(" >> ");
+    RegistryLock lock(_mutex);
+    try
+    {
+        if (_notificationBuffer.pushNotification(*notification))
+        {
+            offerToSubscriptions(*notification, NotificationSubscription::Start::Later);
+        }
+    }
+    catch (...)
+    {
+        startDeliveries();
+        throw;
+    }
+    if (group.isComplete())
+    {
+        group.clear();
+        startDeliveries();
     }
     NOTIF_TRACE(" << ");
 }
@@ -228,17 +304,26 @@ void NotificationServiceRunnable::systemClockChanged(long long newTime)
         // A plain delete is enough: the record has no dn and no attributes.
         const std::unique_ptr<OrvOamSpiNbiNotificationValue_1> notice(
             NotificationSubscription::createDiscardedOldNotification(newTime));
-        offerToSubscriptions(*notice);
+        offerToSubscriptions(*notice, NotificationSubscription::Start::AtOnce);
     }
     NOTIF_TRACE(" << ");
 }
 
-void NotificationServiceRunnable::offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification)
+void NotificationServiceRunnable::offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification,
+                                                       NotificationSubscription::Start start)
 {
     for (const auto& entry : _subscriptions)
     {
         NOTIF_TRACE("Sending notification to subscriptionHandle: %d", entry.first);
-        entry.second->notify(notification);
+        entry.second->notify(notification, start);
+    }
+}
+
+void NotificationServiceRunnable::startDeliveries()
+{
+    for (const auto& entry : _subscriptions)
+    {
+        entry.second->startDelivery();
     }
 }
 

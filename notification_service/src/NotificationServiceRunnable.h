@@ -7,6 +7,7 @@
 #include <map>
 
 #include "NotificationBuffer.h"
+#include "NotificationSubscription.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
 #include "PipeMessage.h"
 #include "SubscriptionFilter.h"
@@ -15,8 +16,6 @@
 
 namespace OrvNbiNotificationService
 {
-
-class NotificationSubscription;
 
 // The body of the service thread, the replay buffer and the registry of subscriptions.
 // The registry lock _mutex carries the central guarantee: storing a notification and offering it to all subscriptions
@@ -38,7 +37,8 @@ public:
     // Needs a thread whose Poco::Thread is an Orv::ThreadWPipes.
     void run() override;
 
-    // Handles a batch in order and deletes every message in it.
+    // Handles a batch in order and deletes every message in it. Of several notifications in a row the delivery runs
+    // start together, behind the last of them: starting one costs more than all else that is done for a notification.
     void handleMessages(const std::deque<Orv::PipeMessage*>& messages);
     void handleStateChange(OrvStateChangeReason reason);
 
@@ -71,7 +71,12 @@ public:
     NotificationServiceRunnable& operator=(const NotificationServiceRunnable&) = delete;
 
 private:
-    void offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_mutex);
+    class RunGroup;
+
+    void notifyHandlers(OrvOamSpiNbiNotificationValue_1* notification, RunGroup& group);
+    void offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification,
+                              NotificationSubscription::Start start) ORV_REQUIRES(_mutex);
+    void startDeliveries() ORV_REQUIRES(_mutex);
 
     bool _running;  // touched on the service thread alone
     unsigned int _bufferSize;

@@ -72,7 +72,8 @@ NotificationSubscription::NotificationSubscription(unsigned int subscriptionHand
       _stopped(false),
       _deregistering(false),
       _timer(0, 0),
-      _heartbeatTimer(0, 0)
+      _heartbeatTimer(0, 0),
+      _startDue(false)
 {
     NOTIF_TRACE(" >> ");
     if (_filters == nullptr)
@@ -225,7 +226,7 @@ void NotificationSubscription::stop()
     NOTIF_TRACE(" << ");
 }
 
-void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& notification) noexcept
+void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& notification, Start start) noexcept
 {
     NOTIF_TRACE(" >> notify, notification type is %d : ", notification.notificationType);
     if (isExpired(notification))
@@ -254,8 +255,24 @@ void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& not
         }
     }
     // A record that a run missed as it ended is picked up by the next arrival, wanted or not.
-    checkQueue();
+    if (start == Start::AtOnce)
+    {
+        checkQueue();
+    }
+    else
+    {
+        _startDue = true;
+    }
     NOTIF_TRACE(" << ");
+}
+
+void NotificationSubscription::startDelivery() noexcept
+{
+    if (_startDue)
+    {
+        _startDue = false;
+        checkQueue();
+    }
 }
 
 bool NotificationSubscription::isExpired(const OrvOamSpiNbiNotificationValue_1& notification) const

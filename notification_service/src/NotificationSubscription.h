@@ -45,9 +45,18 @@ public:
     // Throws Poco::SystemException.
     void stop();
 
-    // Queues what the subscriber is to get for this record, a copy or what the filter derives, and starts delivery.
-    // The record is borrowed for the call. Never waits for the subscriber.
-    void notify(const OrvOamSpiNbiNotificationValue_1& notification) noexcept;
+    enum class Start
+    {
+        AtOnce,
+        Later
+    };
+
+    // Queues what the subscriber is to get for this record, a copy or what the filter derives, and starts delivery, or
+    // leaves that to startDelivery. The record is borrowed for the call. Never waits for the subscriber.
+    void notify(const OrvOamSpiNbiNotificationValue_1& notification, Start start = Start::AtOnce) noexcept;
+
+    // Starts what notify has left. It, and a notify that leaves something, need the registry lock.
+    void startDelivery() noexcept;
 
     // A new record that the caller owns. time: microseconds since the Unix epoch.
     static OrvOamSpiNbiNotificationValue_1* createDiscardedOldNotification(long long time);
@@ -108,6 +117,7 @@ private:
     Poco::Timer _timer;
     Poco::Timer _heartbeatTimer;
     Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
+    bool _startDue;                // under the registry lock
 };
 
 }  // namespace OrvNbiNotificationService

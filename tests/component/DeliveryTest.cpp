@@ -372,6 +372,9 @@ TEST_F(Delivery, ARecordThatTheFilterRefusesStillSetsTheQueueGoing)
     Subscriber subscriber(table(), created("A=1"));
     framework.log().clear();
     pushRange(2, 2);
+    // A batch of its own: of several records only the last one looks.
+    ASSERT_TRUE(framework.log().waitFor(LogLine::trace, "Matching Legacy Filter with notification received", 1,
+                                        RecordingHandler::TIMEOUT_SECONDS));
     pushMarker(3);
     const std::vector<LogLine> lines = framework.lines();
     const auto text = [](const std::string& wanted)
