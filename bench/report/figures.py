@@ -17,7 +17,7 @@ Spread = namedtuple("Spread", "median low high count")
 UNITS = {
     "s": ("s", 1.0), "ms": ("s", 1e-3), "us": ("s", 1e-6), "ns": ("s", 1e-9),
     "bytes": ("bytes", 1.0), "B": ("bytes", 1.0), "KB": ("bytes", 1024.0), "MB": ("bytes", 1024.0 * 1024.0),
-    "%": ("", 0.01),
+    "1": ("", 1.0), "%": ("", 0.01),
 }
 
 

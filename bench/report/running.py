@@ -1,7 +1,6 @@
 """Runs the cases of the suite, each in a process of its own, round by round."""
 
 import hashlib
-import os
 import random
 import subprocess
 import time
@@ -30,28 +29,19 @@ class Outcome:
         self.failures = []
 
 
-def needs_library(case):
-    """Whether the case loads the library: SCENARIO/service... does, floors and peers do not."""
-    parts = case.split("/")
-    return len(parts) > 1 and parts[1].split("-")[0] not in LIBRARY_FREE
-
-
+# Contestants that no library has a part in. The service has several: service, service-prefix, without_trace, ...
 LIBRARY_FREE = ("condvar", "poco_queue", "zeromq", "nats", "jetstream", "floor")
 
 
-def environment_for(library):
-    """The library's own liborv_common, which lies beside it, comes before the one that the program was built with."""
-    environment = dict(os.environ)
-    paths = [os.path.dirname(os.path.abspath(library.path))]
-    if environment.get("LD_LIBRARY_PATH"):
-        paths.append(environment["LD_LIBRARY_PATH"])
-    environment["LD_LIBRARY_PATH"] = os.pathsep.join(paths)
-    return environment
+def needs_library(case):
+    """Whether what the case measures depends on the library: floors and peers do not."""
+    scenario, _, rest = case.partition("/")
+    return scenario != "floor" and rest.split("/")[0].split("-")[0] not in LIBRARY_FREE
 
 
 def list_cases(program, library):
     """The names of all cases. RuntimeError if the program does not list any, as in a build unfit for measuring."""
-    result = subprocess.run([program, "--library", library.path, "--list"], env=environment_for(library),
+    result = subprocess.run([program, "--library", library.path, "--list"],
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
     names = result.stdout.split("\n")[:-1] if result.returncode == 0 else []
     if not names:
@@ -64,10 +54,10 @@ def last_lines(text):
 
 
 def jobs_of_round(cases, libraries, order):
-    """Each case with each library, or once if no library has a part in it, shuffled."""
+    """Each case with each library, shuffled. What needs none runs once, with the support library of the last one."""
     jobs = []
     for case in cases:
-        jobs.extend((case, library) for library in (libraries if needs_library(case) else libraries[:1]))
+        jobs.extend((case, library) for library in (libraries if needs_library(case) else libraries[-1:]))
     order.shuffle(jobs)
     return jobs
 
@@ -88,13 +78,13 @@ class Runner:
         for number in range(rounds):
             jobs = jobs_of_round(cases, self._libraries, order)
             for count, (case, library) in enumerate(jobs, 1):
-                if any(skip.case == case for skip in outcome.skips):
-                    continue
                 self._run_case(case, library, number, f"round {number + 1}/{rounds} {count}/{len(jobs)}", outcome)
         return outcome
 
     def _run_case(self, case, library, number, where, outcome):
         name = library.name if needs_library(case) else None
+        if any((skip.case, skip.library) == (case, name) for skip in outcome.skips):
+            return
         label = case if name is None or len(self._libraries) == 1 else f"{case} ({name})"
         started = time.monotonic()
         try:
@@ -120,7 +110,7 @@ class Runner:
         command = [self._program, "--library", library.path, "--seed", str(self._seed + number), "--case", case]
         if self._quick:
             command.append("--quick")
-        result = subprocess.run(command, env=environment_for(library), stdin=subprocess.DEVNULL,
+        result = subprocess.run(command, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False,
                                 timeout=QUICK_SECONDS if self._quick else FULL_SECONDS)
         return result.returncode, result.stdout, result.stderr
