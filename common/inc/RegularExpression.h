@@ -7,6 +7,7 @@
 #include <chrono>
 #include <string>
 
+#include "PlainExpression.h"
 #include "ThreadSafety.h"
 
 namespace Orv
@@ -18,8 +19,10 @@ namespace Orv
 //   - one with * or + or {m,} behind something that can be empty, as in (a*)* or (^)+;
 //   - one that is too long, or has too many operators or anchors. What is repeated by {m,n} is counted as if it was
 //     written out.
-// Time of a match: at worst the square of the subject's length.
-// Threads:   match may be called by several threads at once; it takes _mutex, as the C library would take its own.
+// Time of a match: at worst the square of the subject's length. Where finding literals is enough to tell the match
+// (PlainExpression), the C library's matcher is not asked.
+// Threads:   match may be called by several threads at once; it takes _mutex around the C library's matcher, as that
+//            would take its own.
 // Ownership: the compiled form is this object's; expression and subject are only read. Both end at their first NUL.
 // Failure:   an expression that does not compile is kept and matches nothing.
 class RegularExpression
@@ -57,6 +60,7 @@ private:
 
     const std::string _expression;
     const int _compileFlags;
+    PlainExpression _plain;
     mutable Poco::FastMutex _mutex;
     mutable regex_t _compiled ORV_GUARDED_BY(_mutex);
     mutable Clock::duration _matching ORV_GUARDED_BY(_mutex);  // time spent with _compiled

@@ -59,6 +59,7 @@ public:
         result.anchors = whole.anchors;
         result.endlessNothing = _endlessNothing;
         result.backReference = _backReference;
+        result.alternation = _alternation;
         return result;
     }
 
@@ -121,6 +122,7 @@ private:
                 addOperator();
                 break;
             case '|':
+                _alternation = _alternation || _groups.size() == 1;
                 addOperator();
                 finishBranch();
                 _groups.back().done.anchors = 0;
@@ -292,6 +294,7 @@ private:
     const bool _extended;
     bool _endlessNothing = false;
     bool _backReference = false;
+    bool _alternation = false;
     std::vector<Group> _groups;
 };
 

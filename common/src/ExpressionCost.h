@@ -22,6 +22,7 @@ struct ExpressionCost
     size_t anchors = 0;
     bool endlessNothing = false;  // * or + or {m,} repeats something that can be empty; an anchor is empty
     bool backReference = false;   // \1 to \9
+    bool alternation = false;     // | outside of groups
 };
 
 // extended: the syntax, as REG_EXTENDED says. The expression ends at its first NUL.

@@ -1,5 +1,7 @@
 #include "RegularExpression.h"
 
+#include <algorithm>
+
 #include "ExpressionCost.h"
 #include "OrvThreadLock.h"
 
@@ -14,9 +16,8 @@ namespace
 // compiled form is replaced after this much matching. For a cheap expression that is ten thousands of matches.
 const std::chrono::milliseconds MATCHING_TIME(50);
 
-bool isBearable(const std::string& expression, int compileFlags)
+bool isBearable(const ExpressionCost& cost)
 {
-    const ExpressionCost cost = expressionCost(expression, (compileFlags & REG_EXTENDED) != 0);
     return cost.length <= RegularExpression::MAX_LENGTH && cost.operators <= RegularExpression::MAX_OPERATORS &&
            cost.anchors <= RegularExpression::MAX_ANCHORS && !cost.endlessNothing && !cost.backReference;
 }
@@ -24,12 +25,18 @@ bool isBearable(const std::string& expression, int compileFlags)
 }  // namespace
 
 RegularExpression::RegularExpression(const std::string& expression, int compileFlags)
-    : _expression(expression),
-      _compileFlags(compileFlags),
-      _compiled(),
-      _matching(),
-      _valid(isBearable(expression, compileFlags) && regcomp(&_compiled, _expression.c_str(), compileFlags) == 0)
+    : _expression(expression), _compileFlags(compileFlags), _compiled(), _matching(), _valid(false)
 {
+    const ExpressionCost cost = expressionCost(expression, (compileFlags & REG_EXTENDED) != 0);
+    if (!isBearable(cost))
+    {
+        return;
+    }
+    if (compileFlags == REG_EXTENDED)
+    {
+        _plain = PlainExpression(_expression.c_str(), cost.alternation);
+    }
+    _valid = regcomp(&_compiled, _expression.c_str(), compileFlags) == 0;
 }
 
 RegularExpression::~RegularExpression()
@@ -48,6 +55,18 @@ int RegularExpression::match(const std::string& subject, unsigned int maxMatches
         return 0;
     }
     const size_t places = matches != nullptr ? maxMatches : 0;
+    regmatch_t whole;
+    const PlainExpression::Answer answer =
+        execFlags == 0 ? _plain.match(subject.c_str(), whole) : PlainExpression::Answer::Unknown;
+    if (answer == PlainExpression::Answer::Refused)
+    {
+        return 0;
+    }
+    if (answer == PlainExpression::Answer::Matched && places <= 1)
+    {
+        std::fill_n(matches, places, whole);
+        return 1;
+    }
     const OrvThreadLock<Poco::FastMutex> lock(_mutex);
     const Clock::time_point before = Clock::now();
     const int matched = regexec(&_compiled, subject.c_str(), places, matches, execFlags) == 0 ? 1 : 0;

@@ -138,7 +138,7 @@ TEST_F(LegacySubscriptionFilterTest, ASubjectOfMoreThan65535CharactersNeverPasse
 // With another expression, a match of this length takes ten seconds and more.
 TEST_F(LegacySubscriptionFilterTest, ASubjectThatIsTooLongToPassIsNotMatched)
 {
-    const LegacyFilter pairs(Pairs{{"objectCreated", ".*"}});
+    const LegacyFilter pairs(Pairs{{"objectCreated", "a*"}});
     LegacySubscriptionFilter::Filter filter(pairs.get()[0]);
     std::string tooLong(65536, 'a');
     EXPECT_FALSE(filter.re_match(tooLong));
