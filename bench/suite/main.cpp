@@ -36,10 +36,16 @@ OrvBench::Cases allCases()
     OrvBench::addLowLoad(cases);
     OrvBench::addBurst(cases);
     OrvBench::addPushCall(cases);
+    OrvBench::addReplay(cases);
+    OrvBench::addFilters(cases);
+    OrvBench::addEvents(cases);
+    OrvBench::addMemory(cases);
+    OrvBench::addTraceOff(cases);
     OrvBench::addSlowOne(cases);
     OrvBench::addOverflow(cases);
     OrvBench::addPurge(cases);
     OrvBench::addChurn(cases);
+    OrvBench::addFloors(cases);
     return cases;
 }
 

@@ -15,11 +15,18 @@
         }                                                                                                  \
     } while (false)
 
+// Traces are compiled out in one build alone, against which their cost is measured.
+#if defined(ORV_TRACE_COMPILED_OUT)
+#define ORV_TRACE_IS_ON false
+#else
+#define ORV_TRACE_IS_ON (Orv::LoggingWrapper::get_level() >= Orv::LoggingWrapper::LEVEL_TRACE)
+#endif
+
 // A trace. A text that begins with " >> " is an entry, one with " << " an exit.
 #define ORV_TRACE(subsystem, ...)                                                                          \
     do                                                                                                     \
     {                                                                                                      \
-        if (__builtin_expect(Orv::LoggingWrapper::get_level() >= Orv::LoggingWrapper::LEVEL_TRACE, 0))     \
+        if (__builtin_expect(ORV_TRACE_IS_ON, 0))                                                          \
         {                                                                                                  \
             Orv::LoggingWrapper::instance().trace((subsystem), __FILE__, __func__, __LINE__, __VA_ARGS__); \
         }                                                                                                  \
