@@ -46,7 +46,9 @@ static_assert(offsetof(OrvOamSpiNbiNotificationValue_1, attributes) == 32, "the 
 struct OrvOamSpiNbiNotificationHandler_1
 {
     // Called on a pool thread of the service. Calls for one subscription never overlap and come in order; calls for
-    // different subscriptions may run at the same time. The record is valid during the call only.
+    // different subscriptions may run at the same time. The record is valid during the call only. Where a
+    // record's copy for this subscription found no memory, notification is null, and the record is lost, or its dn is,
+    // whatever its type.
     // Answers:
     //   OrvOk         delivered
     //   OrvRetry      offer the same record again after 0.01 s, as often as it takes
@@ -57,7 +59,8 @@ struct OrvOamSpiNbiNotificationHandler_1
     OrvReturnT (*notify)(unsigned int subscriptionHandle, OrvOamSpiNbiNotificationValue_1* notification);
 };
 
-// One entry of a legacy filter; both strings are required: a null one ends the process.
+// One entry of a legacy filter; both strings are required: a null one ends the process. A notification passes if one
+// entry of the filter matches it.
 // name: "objectCreated", "objectDeleted" or "attributeChanged". value: a POSIX extended regular expression that must
 // match up to the very end of the DN, or of the DN, a comma and, for a changed attribute, its name. An expression that
 // does not compile is logged and matches nothing.
@@ -68,6 +71,7 @@ struct OrvOamSpiNbiNotificationHandler_1
 //   - at most 4 anchors in one branch: ^ $ \b \B \< \> \` \';
 //   - no * + or {m,} behind what can be empty, as in (a*)* or (^)+;
 //   - no back references: \1 to \9.
+// A long list of alternatives that is beyond them passes as several entries of one filter.
 // Within these limits the time of a match still grows with the square of the DN's length.
 struct OrvNameValuePair
 {
