@@ -1,9 +1,9 @@
-"""What the plots show: for each scenario its figures by contestant, with the floors and the peers beside the service."""
+"""What the plots show: each scenario's figures by contestant, with the floors and the peers beside the service."""
 
 from collections import namedtuple
 
 from report.figures import Missing, rounds_of, spread
-from report.targets import FILTERS, copy_floor
+from report.targets import FILTERS, copy_floor, store_floor
 
 # points: a function of one Round that returns {(series, x): value}. lines: x is a number and both axes are logarithmic;
 # otherwise bars, in groups by x.
@@ -11,15 +11,19 @@ Chart = namedtuple("Chart", "scenario title unit lines points")
 FLOOR = "floor"
 
 
-def of_metric(scenario, metric, x, label, floor=None):
-    """The metric of every contestant over the parameter x. floor: the floor's value for a Round and an x."""
+def of_metric(scenario, metric, x, label, floor=None, only=None):
+    """The metric of every contestant over the parameter x, or over some values of it.
+
+    floor: the floor's value for a Round and an x.
+    """
 
     def points(measured):
         found = {}
         for figure in measured.of_scenario(scenario):
-            if figure.metric == metric and x in figure.parameters:
+            value = figure.parameters.get(x)
+            if figure.metric == metric and value is not None and (only is None or value in only):
                 found[(figure.contestant, label(figure))] = figure.value
-                add_floor(found, floor, measured, figure.parameters[x], label(figure))
+                add_floor(found, floor, measured, value, label(figure))
         return found
 
     return points
@@ -41,16 +45,23 @@ def copy_floor_rate(measured, subscribers):
     return 1 / ((2 + subscribers) * copy_floor(measured))
 
 
-def cost_over(scenario, x, other):
-    """Time per notification: a line for each value of the other parameter."""
+def store_growth(measured):
+    """Time per notification over the store's size, beside that of A with the time of the shift on top."""
+    found = {}
+    for figure in measured.of_scenario("C"):
+        if figure.metric == "rate":
+            size, subscribers = figure.parameters["K"], figure.parameters["S"]
+            found[(f"service, S = {subscribers:g}", size)] = 1 / figure.value
+            try:
+                found[(f"floor, S = {subscribers:g}", size)] = store_floor(measured, subscribers, size)
+            except Missing:
+                pass
+    return found
 
-    def points(measured):
-        return {(f"{figure.contestant}, {other} = {figure.parameters[other]:g}" if other else figure.contestant,
-                 figure.parameters[x]): 1 / figure.value
-                for figure in measured.of_scenario(scenario)
-                if figure.metric == "rate" and x in figure.parameters and (not other or other in figure.parameters)}
 
-    return points
+def growth_in_subscribers(measured):
+    return {("service", figure.parameters["S"]): 1 / figure.value
+            for figure in measured.find("A", "service", "rate")}
 
 
 def replay_points(metric, floor):
@@ -59,7 +70,8 @@ def replay_points(metric, floor):
         for figure in measured.of_scenario("G"):
             if figure.metric == metric and "live" in figure.parameters:
                 size = figure.parameters["K"]
-                label = f"K = {size:g}, " + (f"{figure.parameters['live']:g}/s" if figure.parameters["live"] else "idle")
+                live = figure.parameters["live"]
+                label = f"K = {size:g}, " + (f"{live:g}/s live" if live else "idle")
                 found[(figure.contestant, label)] = figure.value
                 add_floor(found, lambda m, k: m.get("G", "floor", floor, K=k), measured, size, label)
         return found
@@ -84,11 +96,22 @@ def plain(scenario, metrics):
         found = {}
         for figure in measured.of_scenario(scenario):
             if figure.metric in metrics:
-                parameter = "".join(f", S = {figure.parameters['S']:g}" for _ in [0] if "S" in figure.parameters)
+                parameter = f", S = {figure.parameters['S']:g}" if "S" in figure.parameters else ""
                 found[(figure.contestant, metrics[figure.metric] + parameter)] = figure.value
         return found
 
     return points
+
+
+def overflow_points(measured):
+    """The producer's call beside that of F, the purge of a record beside freeing it."""
+    found = plain("M", {"push_p50": "push (median)", "purge_per_record": "purge of a record"})(measured)
+    if found:
+        for figure in measured.find("F", "service", "p50", S=8):
+            found[("service, F", "push (median), S = 8")] = figure.value
+        for figure in measured.find("floor", "floor", "free"):
+            found[(FLOOR, "purge of a record, S = 8")] = figure.value
+    return found
 
 
 def beside_a(scenario):
@@ -110,9 +133,9 @@ def beside_a(scenario):
 def all_charts():
     return [
         Chart("A", "A: notifications per second, everybody accepts everything", "1/s", False,
-              of_metric("A", "rate", "S", over("S"), copy_floor_rate)),
+              of_metric("A", "rate", "S", over("S"), copy_floor_rate, only=(1, 8, 64, 256))),
         Chart("B", "B: notifications per second with a store of 100", "1/s", False, beside_a("B")),
-        Chart("C", "C: time per notification over the size of the full store", "s", True, cost_over("C", "K", "S")),
+        Chart("C", "C: time per notification over the size of the full store", "s", True, store_growth),
         Chart("D", "D: median latency at low load", "s", False,
               of_metric("D", "p50", "S", over("S"), lambda measured, _: measured.get("floor", "floor", "two_hop"))),
         Chart("E", "E: 99th percentile of the latency in a burst of 64", "s", False,
@@ -130,18 +153,26 @@ def all_charts():
               plain("K", {"rate": "rate"})),
         Chart("L", "L: notifications per second of seven beside a slow one", "1/s", False, beside_a("L")),
         Chart("M", "M: time of the producer's call and of a purge in an overflow", "s", False,
-              plain("M", {"push_p50": "push, median", "purge_per_record": "purge of a record"})),
+              overflow_points),
         Chart("N", "N: notifications per second while subscriptions come and go", "1/s", False, beside_a("N")),
-        Chart("O", "O: time per notification over the number of subscribers", "s", True, cost_over("A", "S", None)),
+        Chart("O", "O: time per notification over the number of subscribers", "s", True, growth_in_subscribers),
     ]
 
 
+def is_shared(series):
+    return not series.startswith(("service", "without_trace", FLOOR + ","))
+
+
 def series_of(chart, figures, libraries):
-    """{series: {x: Spread}} over the rounds; with several libraries the service's series bear their names."""
+    """{series: {x: Spread}} over the rounds.
+
+    With several libraries the series of the service, and the floors made of its figures ("floor, ..."), bear their
+    names; peers and other floors are the same for all.
+    """
     values = {}
     for library in libraries:
         for measured in rounds_of(figures, library):
             for (series, x), value in chart.points(measured).items():
-                name = f"{series} ({library})" if len(libraries) > 1 and series.startswith("service") else series
+                name = f"{series} ({library})" if len(libraries) > 1 and not is_shared(series) else series
                 values.setdefault(name, {}).setdefault(x, []).append(value)
     return {name: {x: spread(group) for x, group in by_x.items()} for name, by_x in values.items()}

@@ -30,12 +30,12 @@ def measured_lines(lines, figures):
 
 
 def summaries(figures):
-    """The median, minimum and maximum of each figure over the rounds, in the order in which they came.
+    """The median, minimum and maximum of each figure over the rounds, floors first, then by scenario.
 
     Each is a dictionary as it stands in results.json.
     """
     groups = {}
-    for figure in figures:
+    for figure in sorted(figures, key=lambda figure: (figure.case, figure.library or "", figure.metric)):
         key = (figure.scenario, figure.contestant, tuple(sorted(figure.parameters.items())), figure.metric,
                figure.library)
         groups.setdefault(key, []).append(figure)
@@ -46,4 +46,4 @@ def summaries(figures):
         result.append({"scenario": first.scenario, "contestant": first.contestant, "parameters": first.parameters,
                        "metric": first.metric, "unit": first.unit, "library": first.library,
                        "median": values.median, "min": values.low, "max": values.high, "rounds": values.count})
-    return sorted(result, key=lambda summary: summary["scenario"])
+    return sorted(result, key=lambda summary: (summary["scenario"] != "floor", summary["scenario"]))

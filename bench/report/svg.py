@@ -4,17 +4,19 @@ Colours of medium brightness on no background: they read on white and on black.
 """
 
 import math
+import re
 from xml.sax.saxutils import escape
 
-from report.table import number, with_unit
+from report.table import number, plain, with_unit
 
-WIDTH, HEIGHT = 760, 400
-LEFT, RIGHT, TOP, BOTTOM = 80, 16, 40, 74
+WIDTH, HEIGHT = 760, 420
+LEFT, RIGHT, TOP, BOTTOM = 80, 32, 40, 94
 TEXT = "#808080"
 GRID = "#80808055"
-# The service first; floors are grey.
-COLOURS = ("#3b82c4", "#d9772b", "#3f9d5f", "#b0509a", "#b8a01e", "#7a6fd0", "#c8504f", "#2b9ea8")
-FLOOR_COLOUR = "#909090"
+# A peer has the same colour in every plot; whatever else is there takes the others, the service first.
+PEERS = {"condvar": "#d9772b", "poco_queue": "#c9a227", "zeromq": "#3f9d5f", "nats": "#b0509a", "jetstream": "#7a6fd0"}
+OTHERS = ("#3b82c4", "#2bb5b8", "#c8504f", "#6f9a2f", "#8d6e53", "#d46a9f")
+FLOOR = "#909090"
 LOGARITHMIC_FROM = 20  # largest over smallest
 
 
@@ -42,11 +44,21 @@ def in_order(series):
 
 
 def colours_of(names):
-    colours = {}
-    for name in names:
-        taken = sum(1 for other in colours if not other.startswith("floor"))
-        colours[name] = FLOOR_COLOUR if name.startswith("floor") else COLOURS[taken % len(COLOURS)]
-    return colours
+    others = [name for name in names if name not in PEERS and not name.startswith("floor")]
+    colours = dict(PEERS)
+    colours.update((name, OTHERS[place % len(OTHERS)]) for place, name in enumerate(others))
+    # A floor that belongs to one line of the service has its colour.
+    colours.update((name, colours[belongs_to(name)]) for name in names if belongs_to(name) in colours)
+    return {name: colours.get(name, FLOOR) for name in names}
+
+
+def belongs_to(floor):
+    return floor.replace("floor, ", "service, ", 1)
+
+
+def numbers_in(label):
+    """What labels are sorted by: S = 8 before S = 64."""
+    return [float(part) for part in re.findall(r"\d+", str(label))]
 
 
 def text(x, y, content, anchor="start", size=12):
@@ -59,7 +71,7 @@ def line(x1, y1, x2, y2, colour, width=1.0):
 
 def legend(names, colours):
     parts = []
-    x, y = LEFT, HEIGHT - 34
+    x, y = LEFT, HEIGHT - 42
     for name in names:
         width = 24 + 7 * len(name)
         if x + width > WIDTH - RIGHT:
@@ -108,17 +120,18 @@ class Canvas:
         positive = min(values) > 0
         logarithmic = positive and (chart.lines or max(values) > LOGARITHMIC_FROM * min(values))
         self._y = Axis(values, HEIGHT - BOTTOM, TOP, logarithmic)
-        self._xs = list(dict.fromkeys(x for by_x in series.values() for x in by_x))
+        # Labels without a number keep their order.
+        self._xs = sorted(dict.fromkeys(x for by_x in series.values() for x in by_x), key=numbers_in)
         if chart.lines:
-            self._xs.sort()
             self._x = Axis(self._xs, LEFT, WIDTH - RIGHT, True)
 
     def grid(self):
         parts = []
+        digits = number if self._chart.unit == "bytes" else plain  # of which a thousand is no kilobyte
         for value in self._y.ticks():
             y = self._y.place(value)
             parts.append(line(LEFT, y, WIDTH - RIGHT, y, GRID))
-            parts.append(text(LEFT - 6, y + 4, with_unit(value, self._chart.unit), anchor="end"))
+            parts.append(text(LEFT - 6, y + 4, with_unit(value, self._chart.unit, digits), anchor="end"))
         return parts
 
     def bars(self, names, colours):
@@ -129,7 +142,8 @@ class Canvas:
             present = [name for name in names if x in self._series[name]]
             width = min(group * 0.8 / len(present), 48)
             left = LEFT + (place + 0.5) * group - width * len(present) / 2
-            parts.append(text(LEFT + (place + 0.5) * group, base + 16, x, anchor="middle"))
+            for count, words in enumerate(x.split(", ")):
+                parts.append(text(LEFT + (place + 0.5) * group, base + 16 + 14 * count, words, anchor="middle"))
             for count, name in enumerate(present):
                 parts += self._bar(self._series[name][x], left + count * width, width, base, colours[name])
         return parts
@@ -143,11 +157,12 @@ class Canvas:
 
     def lines(self, names, colours):
         base = HEIGHT - BOTTOM
-        parts = [text(self._x.place(x), base + 16, number(x), anchor="middle") for x in self._xs]
+        parts = [text(self._x.place(x), base + 16, plain(x), anchor="middle") for x in self._xs]
         for name in names:
             points = sorted(self._series[name].items())
             path = " ".join(f"{self._x.place(x):.1f},{self._y.place(spread.median):.1f}" for x, spread in points)
-            parts.append(f'<polyline points="{path}" fill="none" stroke="{colours[name]}" stroke-width="2"/>')
+            dashes = ' stroke-dasharray="6 4"' if name.startswith("floor") else ""
+            parts.append(f'<polyline points="{path}" fill="none" stroke="{colours[name]}" stroke-width="2"{dashes}/>')
             for x, spread in points:
                 at = self._x.place(x)
                 parts.append(line(at, self._y.place(spread.low), at, self._y.place(spread.high), colours[name], 1.5))

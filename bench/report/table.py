@@ -15,23 +15,26 @@ def number(value):
     return f"{value:.2e}" if digits > 4 else f"{round(value, digits):.0f}"
 
 
-def with_unit(value, unit):
-    """Seconds and bytes with a fitting prefix."""
-    if unit == "s":
-        for limit, factor, name in ((1, 1, "s"), (1e-3, 1e3, "ms"), (1e-6, 1e6, "µs")):
-            if abs(value) >= limit:
-                return f"{number(value * factor)} {name}"
-        return f"{number(value * 1e9)} ns"
-    if unit == "bytes":
-        for limit, name in ((1 << 20, "MB"), (1 << 10, "KB")):
-            if abs(value) >= limit:
-                return f"{number(value / limit)} {name}"
-    if unit == "1/s":
-        for limit, name in ((1e6, "M/s"), (1e3, "k/s")):
-            if abs(value) >= limit:
-                return f"{number(value / limit)} {name}"
-        return f"{number(value)}/s"
-    return f"{number(value)} {unit}".strip()
+def plain(value):
+    """As few digits as it takes, for values that are round anyway."""
+    return f"{value:.6g}"
+
+
+# Prefixes by the plain unit: from which value on, how much of the unit, and what it is then called.
+PREFIXES = {
+    "s": ((1, 1, " s"), (1e-3, 1e-3, " ms"), (1e-6, 1e-6, " µs"), (0, 1e-9, " ns")),
+    "bytes": ((1 << 20, 1 << 20, " MB"), (1 << 10, 1 << 10, " KB"), (0, 1, " bytes")),
+    "1/s": ((1e6, 1e6, " M/s"), (1e3, 1e3, " k/s"), (0, 1, "/s")),
+}
+
+
+def with_unit(value, unit, digits=number):
+    """With a fitting prefix. digits: how the number is written."""
+    if unit not in PREFIXES:
+        return f"{digits(value)} {unit}".strip()
+    # A hair below counts as reached: a tick at 1000 ns is one at 1 µs.
+    factor, name = next((factor, name) for limit, factor, name in PREFIXES[unit] if abs(value) * (1 + 1e-9) >= limit)
+    return digits(value / factor) + name
 
 
 def measured_text(cell):

@@ -73,11 +73,14 @@ def default_store():
             for subscribers in (1, 8, 64)]
 
 
+def store_floor(measured, subscribers, size):
+    """Seconds per notification that A takes, and the shift of a full store of this size on top."""
+    return 1 / rate(measured, "A", S=subscribers) + measured.get("floor", "floor", "shift", K=size)
+
+
 def store_growth():
     def cost_over_floor(measured, subscribers):
-        cost = 1 / rate(measured, "C", S=subscribers, K=100000)
-        floor = 1 / rate(measured, "A", S=subscribers) + measured.get("floor", "floor", "shift", K=100000)
-        return ratio(cost, floor)
+        return ratio(1 / rate(measured, "C", S=subscribers, K=100000), store_floor(measured, subscribers, 100000))
 
     def growth(measured, subscribers):
         points = measured.curve("C", SERVICE, "rate", "K", S=subscribers)
