@@ -220,7 +220,12 @@ def growth_in_subscribers():
     return [Row("O", "S = 8 ... 256", "exponent of time per notification", at_most(1.0, "1.0"), growth)]
 
 
+def idle():
+    return [Row("idle", "S = 64", "µs of CPU time in a second", None,
+                lambda measured: measured.get("idle", SERVICE, "cpu_per_second") * 1e6)]
+
+
 def all_rows():
     parts = (saturation, default_store, store_growth, low_load, burst, push_call, replay, filters, events, memory,
-             trace_off, slow_one, overflow, churn, growth_in_subscribers)
+             trace_off, slow_one, overflow, churn, growth_in_subscribers, idle)
     return [row for part in parts for row in part()]

@@ -41,6 +41,7 @@ void addSlowOne(Cases& cases);      // L
 void addOverflow(Cases& cases);     // M
 void addPurge(Cases& cases);        // M
 void addChurn(Cases& cases);        // N
+void addIdle(Cases& cases);         // idle
 void addFloors(Cases& cases);       // the floors that the scenarios are held against
 
 }  // namespace OrvBench

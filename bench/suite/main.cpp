@@ -45,6 +45,7 @@ OrvBench::Cases allCases()
     OrvBench::addOverflow(cases);
     OrvBench::addPurge(cases);
     OrvBench::addChurn(cases);
+    OrvBench::addIdle(cases);
     OrvBench::addFloors(cases);
     return cases;
 }
