@@ -41,8 +41,7 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
         }
         load.awaitAll();
     } while (nowNanoseconds() < end);
-    channel->close();
-    load.check();
+    load.close();
     std::vector<int64_t> samples = latencies.samples();
     Figures figures("E", contestant, {{"S", subscribers}});
     figures.report("p50", "ns", quantile(samples, 0.5));

@@ -9,7 +9,8 @@ namespace OrvBench
 {
 
 // What is called for each record that a subscriber receives: the subscriber's number, from 0, and the record's sequence
-// number. Called for one subscriber by one thread at a time, for several subscribers by several threads at once.
+// number, from 1 on, or 0 for a record that has not been published but made on the way, such as an overflow. Called for
+// one subscriber by one thread at a time, for several subscribers by several threads at once.
 typedef void (*Receive)(unsigned int subscriber, uint64_t sequenceNumber);
 
 // How a channel is set up. What a channel has no use for, it leaves alone.
@@ -28,8 +29,7 @@ struct ChannelOptions
 // Threads:   open, publish and close from one thread.
 // Ownership: the record stays the caller's and is not looked at after publish has returned.
 // Failure:   std::runtime_error with a text that can be printed. UnavailableChannel (Peers.h) if the machine has not
-// what it
-//            takes.
+//            what it takes.
 class Channel
 {
 public:
@@ -37,7 +37,7 @@ public:
 
     virtual void open(const ChannelOptions& options, Receive receive) = 0;
     virtual void publish(const OrvOamSpiNbiNotificationValue_1& record) = 0;
-    // No record is received after it has returned.
+    // No record is received after it has returned. May be called again, and after an open that has failed.
     virtual void close() = 0;
 };
 

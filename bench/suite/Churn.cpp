@@ -104,8 +104,7 @@ void measure(const Settings& settings)
     Churn churn(channel.host().table());
     const double rate = load.measureRate(settings.quick);
     const double churned = churn.stop();
-    channel.close();
-    load.check();
+    load.close();
     Figures figures("N", "service", {{"S", SUBSCRIBERS}, {"K", channelOptions.storeSize}});
     figures.report("rate", "1/s", rate);
     figures.report("subscribed", "1/s", churned);

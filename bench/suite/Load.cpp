@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <limits>
 #include <numeric>
@@ -54,6 +55,14 @@ Load::Load(Channel& channel, const ChannelOptions& channelOptions, const LoadOpt
 
 Load::~Load()
 {
+    try
+    {
+        _channel.close();
+    }
+    catch (const std::exception& error)
+    {
+        std::fprintf(stderr, "while the channel was closed: %s\n", error.what());
+    }
     currentLoad = nullptr;
 }
 
@@ -133,6 +142,12 @@ void Load::check() const
     {
         throw std::runtime_error(_failure);
     }
+}
+
+void Load::close()
+{
+    _channel.close();
+    check();
 }
 
 void Load::receive(unsigned int subscriber, uint64_t number)

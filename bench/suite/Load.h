@@ -30,7 +30,7 @@ struct LoadOptions
 // every record once and in order. Threads:   one producer, which makes it, opens the channel, publishes and waits.
 // receive is called by the channel's
 //            threads. One object at a time.
-// Ownership: the channel stays the caller's and must be closed before this object goes.
+// Ownership: the channel stays the caller's. It is closed by close, or at the latest at the end of this object's life.
 // Failure:   std::runtime_error if a record is lost, doubled or out of order, and if nothing arrives for long although
 //            records are outstanding.
 class Load
@@ -68,6 +68,8 @@ public:
     uint64_t nudges() const { return _nudges; }
     // Throws what has gone wrong so far.
     void check() const;
+    // Closes the channel, then checks.
+    void close();
 
     // Takes a record that a subscriber has received into the book.
     static void receive(unsigned int subscriber, uint64_t number);

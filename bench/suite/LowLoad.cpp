@@ -26,6 +26,7 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
     ChannelOptions channelOptions;
     channelOptions.library = settings.library;
     channelOptions.prompt = true;
+    channelOptions.prompt = true;
     LoadOptions options;
     options.subscribers = subscribers;
     options.step = 1;
@@ -47,8 +48,7 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
         pushes.push_back(nowNanoseconds() - before);
     }
     load.awaitAll();
-    channel->close();
-    load.check();
+    load.close();
     std::vector<int64_t> samples = latencies.samples();
     Figures figures("D", contestant, {{"S", subscribers}});
     figures.report("p50", "ns", quantile(samples, 0.5));

@@ -75,8 +75,7 @@ void measure(const Settings& settings)
     }
     awaitStored(table, load, 0);
     const int64_t duration = nowNanoseconds() - start;
-    channel.close();
-    load.check();
+    load.close();
     if (overflows == 0)
     {
         throw std::runtime_error("no queue has overflowed");

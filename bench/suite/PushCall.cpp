@@ -21,8 +21,7 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
     options.subscribers = subscribers;
     Load load(*channel, channelOptions, options);
     std::vector<int64_t> samples = load.timePushes(settings.quick);
-    channel->close();
-    load.check();
+    load.close();
     Figures figures("F", contestant, {{"S", subscribers}});
     figures.report("p50", "ns", quantile(samples, 0.5));
     figures.report("p99", "ns", quantile(samples, 0.99));

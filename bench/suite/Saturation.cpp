@@ -34,8 +34,7 @@ void measure(const Saturation& saturation, const Settings& settings)
     options.step = saturation.window / 10;
     Load load(*channel, channelOptions, options);
     const double rate = load.measureRate(settings.quick);
-    channel->close();
-    load.check();
+    load.close();
     Figures figures(
         saturation.scenario, saturation.contestant,
         {{"S", saturation.subscribers}, {"K", saturation.storeSize}, {"W", static_cast<double>(saturation.window)}});

@@ -33,8 +33,7 @@ void measure(const Settings& settings)
     Load load(channel, channelOptions, options, receive);
     const double rate = load.measureRate(settings.quick);
     std::vector<int64_t> pushes = load.timePushes(settings.quick);
-    channel.close();
-    load.check();
+    load.close();
     Figures figures("L", "service", {{"S", OTHERS + 1}});
     figures.report("rate", "1/s", rate);
     figures.report("push_p50", "ns", quantile(pushes, 0.5));

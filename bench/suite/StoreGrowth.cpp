@@ -27,8 +27,7 @@ void measure(unsigned int subscribers, unsigned int storeSize, const Settings& s
     options.step = options.window / 10;
     Load load(channel, channelOptions, options);
     const double rate = load.measureRate(settings.quick);
-    channel.close();
-    load.check();
+    load.close();
     Figures figures("C", "service", {{"S", subscribers}, {"K", storeSize}, {"W", static_cast<double>(options.window)}});
     figures.report("rate", "1/s", rate);
     figures.report("nudges", "1", static_cast<double>(load.nudges()));
