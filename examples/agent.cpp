@@ -7,10 +7,12 @@
 static OrvOamSpiNbiNotificationService* service = nullptr;
 static unsigned int handlerId = 0;
 
-// Called on a thread of the service, one record at a time; the record is valid during the call only.
+// Called on a thread of the service, one record at a time; the record is valid during the call only, and null if there
+// was no memory for it.
 static OrvReturnT print(unsigned int /*subscription*/, OrvOamSpiNbiNotificationValue_1* notification)
 {
-    std::puts(notification->dn != nullptr ? notification->dn : "(control record)");
+    const bool named = notification != nullptr && notification->dn != nullptr;
+    std::puts(named ? notification->dn : "(no DN)");
     std::fflush(stdout);
     return OrvOk;
 }
