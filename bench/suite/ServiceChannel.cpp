@@ -21,7 +21,7 @@ OrvReturnT handle(unsigned int subscriptionHandle, OrvOamSpiNbiNotificationValue
 
 ServiceChannel::~ServiceChannel()
 {
-    close();
+    end();
 }
 
 void ServiceChannel::open(const ChannelOptions& options, Receive receive)
@@ -51,7 +51,7 @@ void ServiceChannel::publish(const OrvOamSpiNbiNotificationValue_1& record)
     requireOk(_table->pushNotification(const_cast<OrvOamSpiNbiNotificationValue_1&>(record)), "pushNotification");
 }
 
-void ServiceChannel::close()
+void ServiceChannel::end()
 {
     if (_host)
     {

@@ -18,12 +18,14 @@ public:
 
     void open(const ChannelOptions& options, Receive receive) override;
     void publish(const OrvOamSpiNbiNotificationValue_1& record) override;
-    void close() override;
+    void close() override { end(); }
 
     // While it is open.
     ServiceHost& host() { return *_host; }
 
 private:
+    void end();
+
     std::unique_ptr<ServiceHost> _host;
     OrvOamSpiNbiNotificationService* _table = nullptr;
     unsigned int _handlerId = 0;
