@@ -72,7 +72,7 @@ struct OrvOamSpiNbiNotificationHandler_1
 //   - no * + or {m,} behind what can be empty, as in (a*)* or (^)+;
 //   - no back references: \1 to \9.
 // A long list of alternatives that is beyond them passes as several entries of one filter.
-// Within these limits the time of a match still grows with the square of the DN's length.
+// Within these limits the time of a match, and the memory that it takes, still grow with the square of the DN's length.
 struct OrvNameValuePair
 {
     const char* name;
