@@ -1,7 +1,6 @@
 #include "FuzzRecords.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "MoUtils.h"
 
@@ -26,7 +25,7 @@ std::string textOf(const ZelMoStructMember_3* member)
     return "{" + text + "}";
 }
 
-// Only the bytes that the type fills are compared; a string or a struct counts by its content.
+// A number counts by all eight bytes, whatever its type; a string or a struct by its content.
 std::string textOf(int32_t type, uint32_t count, const ZelMoAttributeValue_3* values)
 {
     std::string text = ":" + std::to_string(type) + "=";
@@ -70,6 +69,7 @@ std::string FuzzRecords::text()
 {
     std::string text = _input.ConsumeRandomLengthString(64);
     std::replace(text.begin(), text.end(), '\0', '0');
+    std::replace(text.begin(), text.end(), MARKER, '1');
     if (_input.ConsumeIntegral<uint8_t>() == 9 && !text.empty())
     {
         const std::string piece = text;
@@ -81,16 +81,9 @@ std::string FuzzRecords::text()
     return text;
 }
 
-char* FuzzRecords::copy(const std::string& text)
-{
-    char* const block = make<char>(text.size() + 1);
-    std::memcpy(block, text.data(), text.size());
-    return block;
-}
-
 char* FuzzRecords::string()
 {
-    return refuses() ? nullptr : copy(text());
+    return refuses() ? nullptr : _blocks.copy(text());
 }
 
 ZelMoAttributeValue_3* FuzzRecords::values(int32_t type, uint32_t count, int depth)
@@ -101,13 +94,13 @@ ZelMoAttributeValue_3* FuzzRecords::values(int32_t type, uint32_t count, int dep
     }
     if (count == 0)
     {
-        return _input.ConsumeBool() ? make<ZelMoAttributeValue_3>() : nullptr;
+        return _input.ConsumeBool() ? _blocks.make<ZelMoAttributeValue_3>() : nullptr;
     }
     if (refuses())
     {
         return nullptr;
     }
-    auto* const made = make<ZelMoAttributeValue_3>(count);
+    auto* const made = _blocks.make<ZelMoAttributeValue_3>(count);
     for (uint32_t i = 0; i < count; ++i)
     {
         if (type == ZelMoAttributeString_3 || type == ZelMoAttributeReference_3)
@@ -133,13 +126,13 @@ ZelMoStructMember_3* FuzzRecords::members(int depth)
     ZelMoStructMember_3* head = nullptr;
     for (size_t i = _input.ConsumeIntegralInRange<size_t>(0, 3); i > 0 && depth <= deepest; --i)
     {
-        auto* const member = make<ZelMoStructMember_3>();
+        auto* const member = _blocks.make<ZelMoStructMember_3>();
         member->memberName = string();
         member->next = head;
         head = member;
         if (!refuses())
         {
-            member->memberValue = make<ZelMoAttributeValueContainer_3>();
+            member->memberValue = _blocks.make<ZelMoAttributeValueContainer_3>();
             const bool deepEnough = depth >= deepest;
             const int32_t chosen = type();
             member->memberValue->type = deepEnough && chosen == ZelMoAttributeStruct_3 ? 1 : chosen;
@@ -157,12 +150,12 @@ ZelMoNamedAttributeValueContainer_3** FuzzRecords::attributes(size_t most, const
     {
         return nullptr;
     }
-    auto** const made = make<ZelMoNamedAttributeValueContainer_3*>(count + 1);
+    auto** const made = _blocks.make<ZelMoNamedAttributeValueContainer_3*>(count + 1);
     for (size_t i = 0; i < count; ++i)
     {
-        made[i] = make<ZelMoNamedAttributeValueContainer_3>();
+        made[i] = _blocks.make<ZelMoNamedAttributeValueContainer_3>();
         const size_t name = _input.ConsumeIntegralInRange<size_t>(0, names.size());
-        made[i]->name = name < names.size() ? copy(names[name]) : string();
+        made[i]->name = name < names.size() ? _blocks.copy(names[name]) : string();
         made[i]->type = type();
         made[i]->noOfValues = _input.ConsumeIntegralInRange<uint32_t>(0, 3);
         made[i]->values = values(made[i]->type, made[i]->noOfValues, 0);

@@ -2,18 +2,21 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <deque>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "Blocks.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
 
 namespace OrvFuzz
 {
 
+// The first character of the DNs of FuzzService's own records. No text of an input has it: the fuzzer sees what a text
+// is compared with, and would make a DN of a marker before long.
+const char MARKER = '\1';
+
 // Attributes of notifications by choice of the input: all type codes and some that do not exist, strings, structs in
-// structs, none to a few values. Owns all of them; addresses stay.
+// structs, none to a few values. Owns all of them.
 //
 // A null pointer stands only where the interface lets it be: in place of no values, and where a record that cannot be
 // copied is refused, that is instead of a name, a string, the values or a struct member's value. allCopyable tells
@@ -28,7 +31,7 @@ public:
     // Null-terminated, with up to this many; null itself at times if there is none.
     ZelMoNamedAttributeValueContainer_3** attributes(size_t most, const std::vector<std::string>& names);
 
-    // Without a NUL. One in a while is longer than 65535 characters.
+    // Without a NUL and without MARKER. One in a while is longer than 65535 characters.
     std::string text();
 
     bool allCopyable() const { return _allCopyable; }
@@ -37,17 +40,8 @@ public:
     FuzzRecords& operator=(const FuzzRecords&) = delete;
 
 private:
-    template <typename T>
-    T* make(size_t count = 1)
-    {
-        std::shared_ptr<T> block(new T[count](), std::default_delete<T[]>());
-        _blocks.push_back(block);
-        return block.get();
-    }
-
     bool refuses();
     int32_t type();
-    char* copy(const std::string& text);
     char* string();
     ZelMoAttributeValue_3* values(int32_t type, uint32_t count, int depth);
     ZelMoStructMember_3* members(int depth);
@@ -55,7 +49,7 @@ private:
     FuzzedDataProvider& _input;
     const bool _mayRefuse;
     bool _allCopyable = true;
-    std::vector<std::shared_ptr<void>> _blocks;
+    OrvTest::Blocks _blocks;
 };
 
 // All that a record says and points to, but for what the service is free to change: no attributes are an array without

@@ -1,7 +1,6 @@
 #include "FuzzService.h"
 
 #include <chrono>
-#include <cstring>
 
 #include "FuzzCheck.h"
 #include "FuzzRecords.h"
@@ -17,7 +16,6 @@ namespace
 {
 
 const int TIMEOUT_SECONDS = 60;  // turns a hang into a finding
-const char MARKER[] = "FuzzMarker=";
 
 FuzzService* theService = nullptr;
 
@@ -80,7 +78,7 @@ OrvReturnT FuzzService::notify(unsigned int handle, OrvOamSpiNbiNotificationValu
     if (handle == theService->_all)
     {
         const std::lock_guard<std::mutex> lock(theService->_mutex);
-        if (notification->dn != nullptr && std::string(notification->dn).compare(0, std::strlen(MARKER), MARKER) == 0)
+        if (notification->dn != nullptr && notification->dn[0] == MARKER)
         {
             theService->_lastMarker = notification->dn;
             theService->_changed.notify_all();
@@ -97,7 +95,7 @@ OrvReturnT FuzzService::notify(unsigned int handle, OrvOamSpiNbiNotificationValu
 // come in time is pushed again.
 std::vector<std::string> FuzzService::received()
 {
-    const std::string dn = MARKER + std::to_string(++_markers);
+    const std::string dn = MARKER + ("Marker=" + std::to_string(++_markers));
     const OrvTest::Notification marker = OrvTest::makeNotification(1, dn, objectCreated);
     bool come = false;
     for (int tries = 0; !come; ++tries)
@@ -107,6 +105,8 @@ std::vector<std::string> FuzzService::received()
         std::unique_lock<std::mutex> lock(_mutex);
         come = _changed.wait_for(lock, std::chrono::seconds(1), [&] { return _lastMarker == dn; });
     }
+    // What the framework remembers of its calls would grow.
+    _framework.plan().clearCalls();
     const std::lock_guard<std::mutex> lock(_mutex);
     std::vector<std::string> received;
     received.swap(_received);

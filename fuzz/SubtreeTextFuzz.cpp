@@ -9,7 +9,8 @@
 namespace
 {
 
-size_t length = 0;  // of all texts: reads what it counts
+// Of all texts. Volatile, so that each is read though nobody asks for the sum.
+volatile size_t length = 0;
 
 void readAttribute(const ZelMoNamedAttributeValueContainer_3& attribute)
 {

@@ -1,6 +1,5 @@
 #include "FilterRecords.h"
 
-#include <cstring>
 #include <sstream>
 
 namespace OrvTest
@@ -85,8 +84,8 @@ OrvOamSpiNbiNotificationSubTree_1** FilterRecords::trees(const std::optional<std
 
 OrvOamSpiNbiNotificationSubTree_1* FilterRecords::tree(const Naive::TreeNode& node)
 {
-    auto* const record = make<OrvOamSpiNbiNotificationSubTree_1>();
-    record->className = text(node.className);
+    auto* const record = _blocks.make<OrvOamSpiNbiNotificationSubTree_1>();
+    record->className = _blocks.copy(node.className);
     record->keyAttribute = node.key ? attribute(*node.key) : nullptr;
     record->attributeMatch = array<ZelMoNamedAttributeValueContainer_3*>(
         node.attributeMatch, [this](const auto& condition) { return attribute(condition); });
@@ -100,8 +99,8 @@ OrvOamSpiNbiNotificationSubTree_1* FilterRecords::tree(const Naive::TreeNode& no
 
 StructContainment* FilterRecords::structCondition(const Naive::StructCondition& condition)
 {
-    auto* const record = make<StructContainment>();
-    record->attributeName = text(condition.attributeName);
+    auto* const record = _blocks.make<StructContainment>();
+    record->attributeName = _blocks.copy(condition.attributeName);
     record->reserved = -1;
     record->members = array<ZelMoNamedAttributeValueContainer_3*>(
         std::make_optional(condition.members), [this](const auto& member) { return attribute(member); });
@@ -110,9 +109,9 @@ StructContainment* FilterRecords::structCondition(const Naive::StructCondition& 
 
 OrvOamSpiNbiNotificationValue_1* FilterRecords::notification(const Naive::Change& change)
 {
-    auto* const record = make<OrvOamSpiNbiNotificationValue_1>();
+    auto* const record = _blocks.make<OrvOamSpiNbiNotificationValue_1>();
     record->eventTime = change.eventTime;
-    record->dn = change.dn ? text(*change.dn) : nullptr;
+    record->dn = change.dn ? _blocks.copy(*change.dn) : nullptr;
     record->txHandle = change.txHandle;
     record->sequenceNumber = change.sequenceNumber;
     record->notificationType = change.type;
@@ -129,8 +128,8 @@ OrvOamSpiNbiNotificationValue_1* FilterRecords::notification(const Naive::Change
 
 ZelMoNamedAttributeValueContainer_3* FilterRecords::attribute(const Naive::Attribute& attribute)
 {
-    auto* const record = make<ZelMoNamedAttributeValueContainer_3>();
-    record->name = text(attribute.name);
+    auto* const record = _blocks.make<ZelMoNamedAttributeValueContainer_3>();
+    record->name = _blocks.copy(attribute.name);
     record->type = attribute.type;
     record->noOfValues = static_cast<uint32_t>(attribute.values.size());
     record->values = valueArray(attribute.type, attribute.values);
@@ -139,7 +138,7 @@ ZelMoNamedAttributeValueContainer_3* FilterRecords::attribute(const Naive::Attri
 
 ZelMoAttributeValueContainer_3* FilterRecords::values(int32_t type, const std::vector<Naive::Value>& values)
 {
-    auto* const record = make<ZelMoAttributeValueContainer_3>();
+    auto* const record = _blocks.make<ZelMoAttributeValueContainer_3>();
     record->type = type;
     record->noOfValues = static_cast<uint32_t>(values.size());
     record->values = valueArray(type, values);
@@ -152,12 +151,12 @@ ZelMoAttributeValue_3* FilterRecords::valueArray(int32_t type, const std::vector
     {
         return nullptr;
     }
-    auto* const records = make<ZelMoAttributeValue_3>(values.size());
+    auto* const records = _blocks.make<ZelMoAttributeValue_3>(values.size());
     for (size_t i = 0; i < values.size(); ++i)
     {
         if (isText(type))
         {
-            records[i].str = text(values[i].text);
+            records[i].str = _blocks.copy(values[i].text);
         }
         else if (type == ZelMoAttributeStruct_3)
         {
@@ -176,8 +175,8 @@ ZelMoStructMember_3* FilterRecords::members(const std::vector<Naive::Member>& me
     ZelMoStructMember_3* next = nullptr;
     for (auto member = members.rbegin(); member != members.rend(); ++member)
     {
-        auto* const record = make<ZelMoStructMember_3>();
-        record->memberName = text(member->name);
+        auto* const record = _blocks.make<ZelMoStructMember_3>();
+        record->memberName = _blocks.copy(member->name);
         record->memberValue = values(member->type, member->values);
         record->next = next;
         next = record;
@@ -185,16 +184,9 @@ ZelMoStructMember_3* FilterRecords::members(const std::vector<Naive::Member>& me
     return next;
 }
 
-char* FilterRecords::text(const std::string& text)
-{
-    char* const copy = make<char>(text.size() + 1);
-    std::memcpy(copy, text.c_str(), text.size() + 1);
-    return copy;
-}
-
 char** FilterRecords::texts(const std::optional<std::vector<std::string>>& texts)
 {
-    return array<char*>(texts, [this](const std::string& one) { return text(one); });
+    return array<char*>(texts, [this](const std::string& one) { return _blocks.copy(one); });
 }
 
 std::string textOf(const OrvOamSpiNbiNotificationValue_1& notification)

@@ -1,19 +1,18 @@
 #pragma once
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Blocks.h"
 #include "FilterModel.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
 
 namespace OrvTest
 {
 
-// Makes the interface's records of plain values, each piece a block of its own, so that the address sanitizer sees
-// whoever reads past one or after the end of it.
+// Makes the interface's records of plain values.
 // Threads:   one.
 // Ownership: all that it gives is lent until its end.
 class FilterRecords
@@ -31,14 +30,6 @@ public:
     FilterRecords& operator=(const FilterRecords&) = delete;
 
 private:
-    template <typename T>
-    T* make(size_t count = 1)
-    {
-        std::shared_ptr<T> block(new T[count](), std::default_delete<T[]>());
-        _blocks.push_back(block);
-        return block.get();
-    }
-
     // A null-terminated array of what one element gives, null for no elements.
     template <typename Pointer, typename Element, typename Maker>
     Pointer* array(const std::optional<std::vector<Element>>& elements, Maker maker)
@@ -47,7 +38,7 @@ private:
         {
             return nullptr;
         }
-        Pointer* const pointers = make<Pointer>(elements->size() + 1);
+        Pointer* const pointers = _blocks.make<Pointer>(elements->size() + 1);
         for (size_t i = 0; i < elements->size(); ++i)
         {
             pointers[i] = maker((*elements)[i]);
@@ -55,7 +46,6 @@ private:
         return pointers;
     }
 
-    char* text(const std::string& text);
     char** texts(const std::optional<std::vector<std::string>>& texts);
     OrvOamSpiNbiNotificationSubTree_1* tree(const Naive::TreeNode& node);
     StructContainment* structCondition(const Naive::StructCondition& condition);
@@ -64,7 +54,7 @@ private:
     ZelMoAttributeValue_3* valueArray(int32_t type, const std::vector<Naive::Value>& values);
     ZelMoStructMember_3* members(const std::vector<Naive::Member>& members);
 
-    std::vector<std::shared_ptr<void>> _blocks;
+    Blocks _blocks;
     std::map<int, ZelMoNamedAttributeValueContainer_3*> _identities;
 };
 
