@@ -316,7 +316,10 @@ void NotificationSubscription::purge()
 
 void NotificationSubscription::appendDerived(const OrvOamSpiNbiNotificationValue_1& notification)
 {
-    OwnedNotification selected(new OrvOamSpiNbiNotificationValue_1());
+    if (_selection == nullptr)
+    {
+        _selection.reset(new OrvOamSpiNbiNotificationValue_1());
+    }
     std::vector<OrvOamSpiNbiNotificationValue_1*> deletes;
     _filters->getSubtreeDeleteNotifications(notification, deletes);
     for (OrvOamSpiNbiNotificationValue_1* derived : deletes)
@@ -324,14 +327,14 @@ void NotificationSubscription::appendDerived(const OrvOamSpiNbiNotificationValue
         NOTIF_TRACE("in notify , Pushing delete notification ");
         appendOwned(_queue, OwnedNotification(derived));
     }
-    if (_filters->getAttrSelectNotification(notification, selected.get()))
+    if (_filters->getAttrSelectNotification(notification, _selection.get()))
     {
-        NOTIF_TRACE("in notify , Pushing Attr Selection notification %s", selected->dn);
-        appendOwned(_queue, std::move(selected));
+        NOTIF_TRACE("in notify , Pushing Attr Selection notification %s", _selection->dn);
+        appendOwned(_queue, std::move(_selection));
         return;
     }
-    // The bare record: the filter has left it alone, so nothing hangs on it.
-    delete selected.release();
+    // Bare again for the next one: a filter that selects nothing leaves nothing in it that is the subscription's.
+    *_selection = OrvOamSpiNbiNotificationValue_1();
     if (deletes.empty())
     {
         NOTIF_TRACE("in notify , Pushing notification %s", notification.dn);

@@ -9,6 +9,7 @@
 
 #include "NotificationBuffer.h"
 #include "NotificationThreadStarter.h"
+#include "NotificationUtils.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
 #include "SubscriptionFilter.h"
 #include "ThreadSafety.h"
@@ -118,6 +119,8 @@ private:
     Poco::Timer _heartbeatTimer;
     Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
     bool _startDue;                // under the registry lock
+    // What the filter may fill for its next selection. Null until it is asked, and after a selection.
+    OwnedNotification _selection ORV_GUARDED_BY(_queueMutex);
 };
 
 }  // namespace OrvNbiNotificationService
