@@ -20,7 +20,7 @@ namespace
 // Handlers are functions without a context.
 Load* currentLoad = nullptr;
 
-const int64_t STANDSTILL = 20 * MILLISECOND;   // after which a nudge is due; each further one takes twice as long
+const int64_t STANDSTILL = 5 * MILLISECOND;    // after which a nudge is due; each further one takes twice as long
 const int64_t PATIENCE = 30 * NANOSECONDS;     // after which records count as lost
 const int64_t SECOND_LOOK = MILLISECOND / 10;  // where nobody is told that a record has arrived
 
@@ -37,6 +37,7 @@ Load::Load(Channel& channel, const ChannelOptions& channelOptions, const LoadOpt
     : _channel(channel),
       _options(options),
       _record(benchRecord()),
+      _credit(options.window),
       _progress(new Progress[options.subscribers + options.laggards]),
       // More than can be under way, nudges included.
       _milestones(options.window / options.step + 100),
@@ -68,11 +69,13 @@ Load::~Load()
 
 void Load::awaitCredit()
 {
-    if (_published >= _options.window)
+    if (_published >= _credit)
     {
         // What stands between two milestones is not known to be received.
         const uint64_t needed = _published + 1 - _options.window;
         waitUntilReceived((needed + _options.step - 1) / _options.step * _options.step);
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _credit = _slowest + _options.window;
     }
 }
 

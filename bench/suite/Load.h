@@ -64,7 +64,8 @@ public:
     // Microseconds since the Unix epoch: of the latest record.
     int64_t eventTime() const { return _record.eventTime; }
     // Records that were published for no other reason than that nothing arrived although some were outstanding: the
-    // service lets a record wait for the next arrival if its delivery run ends at that very moment.
+    // service lets a record wait for the next arrival if its delivery run ends at that very moment. A machine that is
+    // busy with something else looks the same from here.
     uint64_t nudges() const { return _nudges; }
     // Throws what has gone wrong so far.
     void check() const;
@@ -94,6 +95,7 @@ private:
     const LoadOptions _options;
     OrvOamSpiNbiNotificationValue_1 _record;
     uint64_t _published = 0;
+    uint64_t _credit;  // the window has room up to this number, as far as the producer knows
     uint64_t _nudges = 0;
     std::unique_ptr<Progress[]> _progress;
     // How many subscribers have reached a milestone, which is a multiple of the step. In a ring.
