@@ -30,8 +30,8 @@ def arguments_of(words):
     parser.add_argument("--quick", action="store_true", help="one short round that shows that everything works; its "
                         "figures say nothing")
     parser.add_argument("--seed", type=int, default=1, metavar="N", help="of the order and of the cases; 1")
-    parser.add_argument("--out", default=os.path.join(BUILD, "bench"), metavar="DIR",
-                        help="where results.json and the plots go; build/release/bench")
+    parser.add_argument("--out", default=os.path.join(BUILD, "bench-results"), metavar="DIR",
+                        help="where results.json and the plots go; build/release/bench-results")
     parser.add_argument("--publish", metavar="DIR", help="also put table and plots into DIR/benchmarks.md and "
                         "DIR/benchmarks")
     parser.add_argument("--results", metavar="FILE", help="measure nothing; show what this results.json holds")
