@@ -6,6 +6,7 @@
 #include <new>
 
 #include "AllocationFault.h"
+#include "FreeNotice.h"
 
 using namespace OrvTest;
 
@@ -74,8 +75,10 @@ TEST_F(AutoMemory, FreesABlockThatItCannotTake)
 {
     Orv::AutoMemory memory;
     void* const block = std::calloc(4, 8);
+    const FreeNotice notice(block);
     AllocationFault fault(LIST_NODE, [] { throw std::bad_alloc(); });
     EXPECT_THROW(memory.addBlock(block), std::bad_alloc);
+    EXPECT_TRUE(notice.isFreed());
     EXPECT_TRUE(memory._blocks.empty());
 }
 
