@@ -30,7 +30,7 @@ class Outcome:
 
 
 # Contestants that no library has a part in. The service has several: service, service-prefix, without_trace, ...
-LIBRARY_FREE = ("condvar", "poco_queue", "zeromq", "nats", "jetstream", "floor")
+LIBRARY_FREE = ("condvar", "poco_queue", "zeromq", "nats", "nats_own", "jetstream", "floor")
 
 
 def needs_library(case):

@@ -14,7 +14,8 @@ LEFT, RIGHT, TOP, BOTTOM = 80, 32, 40, 94
 TEXT = "#808080"
 GRID = "#80808055"
 # A peer has the same colour in every plot; whatever else is there takes the others, the service first.
-PEERS = {"condvar": "#d9772b", "poco_queue": "#c9a227", "zeromq": "#3f9d5f", "nats": "#b0509a", "jetstream": "#7a6fd0"}
+PEERS = {"condvar": "#d9772b", "poco_queue": "#c9a227", "zeromq": "#3f9d5f", "nats": "#b0509a", "nats_own": "#8a2f4f",
+         "jetstream": "#7a6fd0"}
 OTHERS = ("#3b82c4", "#2bb5b8", "#c8504f", "#6f9a2f", "#8d6e53", "#d46a9f")
 FLOOR = "#909090"
 LOGARITHMIC_FROM = 20  # largest over smallest

@@ -60,7 +60,7 @@ def saturation():
                         lambda measured, s=subscribers: rate(measured, "A", S=s) * (2 + s) * copy_floor(measured)))
     peers = (("condvar", "condvar peer", (1.2, 8, 15, 12)), ("zeromq", "ZeroMQ", (.3, 1.2, 11, 12)),
              ("nats", "NATS core", (.8, 4.5, 14, 20)), ("poco_queue", "POCO queue", (None,) * 4),
-             ("jetstream", "NATS JetStream", (None,) * 4))
+             ("nats_own", "NATS core, own connections", (None,) * 4), ("jetstream", "NATS JetStream", (None,) * 4))
     for contestant, name, targets in peers:
         for subscribers, target in zip((1, 8, 64, 256), targets):
             rows.append(Row("A", f"S = {subscribers}", f"rate over {name}", at_least(target) if target else None,

@@ -15,11 +15,9 @@ struct Peer
     std::unique_ptr<Channel> (*make)();
 };
 
-const Peer PEERS[] = {{"condvar", makeCondvarChannel},
-                      {"poco_queue", makePocoQueueChannel},
-                      {"zeromq", makeZeromqChannel},
-                      {"nats", makeNatsChannel},
-                      {"jetstream", makeJetstreamChannel}};
+const Peer PEERS[] = {{"condvar", makeCondvarChannel},  {"poco_queue", makePocoQueueChannel},
+                      {"zeromq", makeZeromqChannel},    {"nats", makeNatsChannel},
+                      {"nats_own", makeNatsOwnChannel}, {"jetstream", makeJetstreamChannel}};
 
 char dnOfTheRecord[] = "ManagedElement=ne-00001,interfaces=1,interface=eth-0-12-0001";
 static_assert(sizeof(dnOfTheRecord) - 1 == 60, "the DN has 60 characters");

@@ -17,7 +17,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// "condvar", "poco_queue", "zeromq", "nats" and "jetstream": what someone might use instead of the service.
+// "condvar", "poco_queue", "zeromq", "nats", "nats_own" and "jetstream": what someone might use instead of the service.
 std::vector<std::string> peerNames();
 
 // The service itself ("service") or a peer, not yet open. UnavailableChannel if this build lacks it.

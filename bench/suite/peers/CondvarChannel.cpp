@@ -26,14 +26,19 @@ public:
 
     void put(OwnedNotification record)
     {
+        bool wasEmpty = false;
         {
             std::lock_guard<std::mutex> lock(_mutex);
+            wasEmpty = _queue.empty();
             _queue.push_back(std::move(record));
         }
-        _arrived.notify_one();
+        if (wasEmpty)
+        {
+            _arrived.notify_one();
+        }
     }
 
-    // What still waits is dropped.
+    // What the thread has not taken yet is dropped.
     void close()
     {
         {
@@ -48,23 +53,28 @@ public:
     Subscriber& operator=(const Subscriber&) = delete;
 
 private:
+    // Takes all that waits at a time.
     void run()
     {
-        std::unique_lock<std::mutex> lock(_mutex);
-        while (true)
+        std::deque<OwnedNotification> records;
+        while (waitFor(records))
         {
-            _arrived.wait(lock, [this] { return _closed || !_queue.empty(); });
-            if (_closed)
+            for (OwnedNotification& record : records)
             {
-                return;
+                _receive(_number, record->sequenceNumber);
+                record.reset();
             }
-            OwnedNotification record = std::move(_queue.front());
-            _queue.pop_front();
-            lock.unlock();
-            _receive(_number, record->sequenceNumber);
-            record.reset();
-            lock.lock();
+            records.clear();
         }
+    }
+
+    // False at the end.
+    bool waitFor(std::deque<OwnedNotification>& records)
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        _arrived.wait(lock, [this] { return _closed || !_queue.empty(); });
+        records.swap(_queue);
+        return !_closed;
     }
 
     const unsigned int _number;

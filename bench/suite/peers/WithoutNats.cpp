@@ -10,6 +10,11 @@ std::unique_ptr<Channel> makeNatsChannel()
     throw UnavailableChannel("NATS is not installed here (nats-server, libnats-dev)");
 }
 
+std::unique_ptr<Channel> makeNatsOwnChannel()
+{
+    return makeNatsChannel();
+}
+
 std::unique_ptr<Channel> makeJetstreamChannel()
 {
     throw UnavailableChannel("JetStream is not installed here (nats-server, libnats-dev)");
