@@ -239,8 +239,7 @@ class Workshop:
         place = self._folder / "place"
         place.mkdir(parents=True, exist_ok=True)
         environment = dict(os.environ, GTEST_FAIL_FAST="1", GTEST_BRIEF="1", **test.get("environment", {}))
-        # Without names: only the verdict counts, and to name what leaks can take longer than the limit.
-        environment["ASAN_OPTIONS"] = "detect_stack_use_after_return=1:hard_rss_limit_mb=4096:symbolize=0"
+        environment["ASAN_OPTIONS"] = "detect_stack_use_after_return=1:hard_rss_limit_mb=4096"
         if library is not None:
             environment["LD_LIBRARY_PATH"] = str(library)
         command = [str(program), f"--gtest_filter={test['filter']}"]
