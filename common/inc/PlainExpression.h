@@ -50,7 +50,7 @@ private:
     };
 
     bool readBranch(const char*& next);
-    static const char* find(const Branch& branch, const char* subject, size_t length);
+    static const char* find(const Branch& branch, const char* subject);
 
     std::vector<Branch> _branches;  // empty if nothing is known
     bool _more;                     // the expression goes on behind the literals

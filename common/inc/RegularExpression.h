@@ -48,6 +48,11 @@ public:
     // Non-zero if the expression matches; matches, an array of maxMatches, is filled the POSIX way. It may be null.
     // 0 without a look at the subject for an expression that did not compile.
     int match(const std::string& subject, unsigned int maxMatches, regmatch_t* matches, int execFlags) const
+        ORV_EXCLUDES(_mutex)
+    {
+        return match(subject.c_str(), maxMatches, matches, execFlags);
+    }
+    int match(const char* subject, unsigned int maxMatches, regmatch_t* matches, int execFlags) const
         ORV_EXCLUDES(_mutex);
 
     RegularExpression(const RegularExpression&) = delete;

@@ -133,17 +133,16 @@ PlainExpression::Answer PlainExpression::match(const char* subject, regmatch_t& 
     {
         return Answer::Unknown;
     }
-    const size_t length = std::strlen(subject);
     const char* begin = nullptr;
     const char* end = nullptr;
     for (const Branch& branch : _branches)
     {
-        const char* const found = find(branch, subject, length);
+        const char* const found = find(branch, subject);
         if (found == nullptr || (begin != nullptr && found > begin))
         {
             continue;
         }
-        const char* const last = branch.rest ? subject + length : found + branch.literal.size();
+        const char* const last = found + (branch.rest ? std::strlen(found) : branch.literal.size());
         end = found == begin ? std::max(end, last) : last;
         begin = found;
     }
@@ -151,7 +150,7 @@ PlainExpression::Answer PlainExpression::match(const char* subject, regmatch_t& 
     {
         return Answer::Refused;
     }
-    if (_more || !isAscii(subject, length))
+    if (_more || !isAscii(subject, std::strlen(subject)))
     {
         return Answer::Unknown;
     }
@@ -161,12 +160,13 @@ PlainExpression::Answer PlainExpression::match(const char* subject, regmatch_t& 
 }
 
 // The leftmost place of the literal, where it may stand; null if there is none.
-const char* PlainExpression::find(const Branch& branch, const char* subject, size_t length)
+const char* PlainExpression::find(const Branch& branch, const char* subject)
 {
     const size_t size = branch.literal.size();
     const char* place = subject;
     if (branch.atEnd && !branch.rest)
     {
+        const size_t length = std::strlen(subject);
         if (size > length || (branch.atStart && size != length))
         {
             return nullptr;

@@ -47,8 +47,7 @@ RegularExpression::~RegularExpression()
     }
 }
 
-int RegularExpression::match(const std::string& subject, unsigned int maxMatches, regmatch_t* matches,
-                             int execFlags) const
+int RegularExpression::match(const char* subject, unsigned int maxMatches, regmatch_t* matches, int execFlags) const
 {
     if (!_valid)
     {
@@ -57,7 +56,7 @@ int RegularExpression::match(const std::string& subject, unsigned int maxMatches
     const size_t places = matches != nullptr ? maxMatches : 0;
     regmatch_t whole;
     const PlainExpression::Answer answer =
-        execFlags == 0 ? _plain.match(subject.c_str(), whole) : PlainExpression::Answer::Unknown;
+        execFlags == 0 ? _plain.match(subject, whole) : PlainExpression::Answer::Unknown;
     if (answer == PlainExpression::Answer::Refused)
     {
         return 0;
@@ -69,7 +68,7 @@ int RegularExpression::match(const std::string& subject, unsigned int maxMatches
     }
     const OrvThreadLock<Poco::FastMutex> lock(_mutex);
     const Clock::time_point before = Clock::now();
-    const int matched = regexec(&_compiled, subject.c_str(), places, matches, execFlags) == 0 ? 1 : 0;
+    const int matched = regexec(&_compiled, subject, places, matches, execFlags) == 0 ? 1 : 0;
     _matching += Clock::now() - before;
     if (_matching > MATCHING_TIME)
     {

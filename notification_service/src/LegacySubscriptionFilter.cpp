@@ -1,5 +1,7 @@
 #include "LegacySubscriptionFilter.h"
 
+#include <cstring>
+
 #include "OrvException.h"
 #include "ServiceLog.h"
 
@@ -54,32 +56,58 @@ bool LegacySubscriptionFilter::Filter::match(const OrvOamSpiNbiNotificationValue
         NOTIF_TRACE(" << ");
         return false;
     }
-    std::string candidate(notification.dn != nullptr ? notification.dn : "");
-    bool matched = re_match(candidate);
-    if (!matched)
-    {
-        candidate += ',';
-        if (notification.notificationType == attributeChanged && notification.attributes != nullptr &&
-            notification.attributes[0] != nullptr)
-        {
-            candidate += notification.attributes[0]->name;
-        }
-        matched = re_match(candidate);
-    }
+    const char* const dn = notification.dn != nullptr ? notification.dn : "";
+    const size_t length = std::strlen(dn);
+    bool matched = re_match(dn, length);
     if (matched)
     {
-        NOTIF_TRACE("Matched with: %s", candidate.c_str());
+        NOTIF_TRACE("Matched with: %s", dn);
+    }
+    else
+    {
+        const bool named = notification.notificationType == attributeChanged && notification.attributes != nullptr &&
+                           notification.attributes[0] != nullptr;
+        matched = matchWithAttribute(dn, length, named ? notification.attributes[0]->name : "");
     }
     NOTIF_TRACE(" << ");
     return matched;
 }
 
+// Nearly all subjects find room on the stack, so that a refused offer allocates nothing.
+bool LegacySubscriptionFilter::Filter::matchWithAttribute(const char* dn, size_t dnLength, const char* attributeName)
+{
+    const size_t nameLength = std::strlen(attributeName);
+    const size_t length = dnLength + 1 + nameLength;
+    char space[512];
+    std::string moreSpace;
+    char* candidate = space;
+    if (length >= sizeof(space))
+    {
+        moreSpace.resize(length);
+        candidate = &moreSpace[0];
+    }
+    std::memcpy(candidate, dn, dnLength);
+    candidate[dnLength] = ',';
+    std::memcpy(candidate + dnLength + 1, attributeName, nameLength + 1);
+    const bool matched = re_match(candidate, length);
+    if (matched)
+    {
+        NOTIF_TRACE("Matched with: %s", candidate);
+    }
+    return matched;
+}
+
 bool LegacySubscriptionFilter::Filter::re_match(std::string& dn)
 {
-    NOTIF_TRACE(" >> Match DN: %s", dn.c_str());
+    return re_match(dn.c_str(), dn.length());
+}
+
+bool LegacySubscriptionFilter::Filter::re_match(const char* dn, size_t length)
+{
+    NOTIF_TRACE(" >> Match DN: %s", dn);
     regmatch_t m;
-    const bool matched = dn.length() <= UINT16_MAX && _regularExpression.match(dn, 1, &m, 0) != 0 &&
-                         static_cast<uint16_t>(m.rm_eo) == dn.length();
+    const bool matched =
+        length <= UINT16_MAX && _regularExpression.match(dn, 1, &m, 0) != 0 && static_cast<uint16_t>(m.rm_eo) == length;
     if (matched)
     {
         NOTIF_TRACE("RegExp Matched");

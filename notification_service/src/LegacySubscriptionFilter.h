@@ -41,6 +41,10 @@ public:
         static FilterType filterNameToFilterType(std::string name);
 
     private:
+        // Lengths are those of the texts at dn up to the NUL.
+        bool matchWithAttribute(const char* dn, size_t dnLength, const char* attributeName);
+        bool re_match(const char* dn, size_t length);
+
         FilterType _filterType;
         Orv::RegularExpression _regularExpression;
         std::string _expression;

@@ -2,6 +2,7 @@
 
 #include <type_traits>
 
+#include "AllocationHook.h"
 #include "OrvException.h"
 #include "StorageTest.h"
 
@@ -179,6 +180,31 @@ TEST_F(LegacySubscriptionFilterTest, AnAttributeChangeWithoutAttributesIsMatched
     EXPECT_TRUE(passes("attributeChanged", "A=1,", change));
     change->attributes = nullptr;
     EXPECT_TRUE(passes("attributeChanged", "A=1,", change));
+}
+
+TEST_F(LegacySubscriptionFilterTest, ADnOfAnyLengthIsMatchedWithTheAttribute)
+{
+    const LegacyFilter pairs(Pairs{{"attributeChanged", "^a+,xyz$"}});
+    LegacySubscriptionFilter filter(pairs.get());
+    for (size_t length = 480; length < 540; ++length)
+    {
+        const std::string dn(length, 'a');
+        EXPECT_TRUE(filter.match(*makeNotification(1, dn, attributeChanged, {int32Attribute("xyz", 1)}))) << length;
+        EXPECT_FALSE(filter.match(*makeNotification(1, dn, attributeChanged, {int32Attribute("xy", 1)}))) << length;
+    }
+}
+
+TEST_F(LegacySubscriptionFilterTest, ARefusedOfferAllocatesNothing)
+{
+    const LegacyFilter pairs(Pairs{{"attributeChanged", "^ManagedElement=2,.*"}, {"attributeChanged", "[2-9]"}});
+    LegacySubscriptionFilter filter(pairs.get());
+    const Notification change =
+        makeNotification(1, "ManagedElement=1,Equipment=1,Subrack=1,Slot=11,PlugInUnit=11", attributeChanged,
+                         {stringAttribute("operationalStateOfThePlugInUnit", "")});
+    const AllocationCount count;
+    const bool passed = filter.match(*change);
+    EXPECT_EQ(0, count.allocations());
+    EXPECT_FALSE(passed);
 }
 
 TEST_F(LegacySubscriptionFilterTest, ACreatedOrDeletedObjectIsMatchedByDnWithTheCommaToo)
