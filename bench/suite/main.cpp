@@ -58,6 +58,10 @@ void useCommonLibraryBeside(const std::string& library, char** arguments)
 {
     const std::filesystem::path wanted =
         std::filesystem::canonical(library).parent_path() / std::filesystem::path("liborv_common.so");
+    if (!std::filesystem::exists(wanted))
+    {
+        throw std::runtime_error("there is no " + wanted.string());
+    }
     Dl_info loaded = Dl_info();
     if (dladdr(reinterpret_cast<void*>(&orvCommonInit), &loaded) == 0)
     {
