@@ -83,7 +83,8 @@ def filter_points(measured):
     found = {}
     for kind, name in FILTERS:
         for series, contestant, metric in (("service", f"service-{kind}", "refused_offer"),
-                                           ("plain regexec", f"floor-{kind}", "regexec")):
+                                           ("service, by regexec", "service-regexec", "refused_offer"),
+                                           ("regexec alone", f"floor-{kind}", "regexec")):
             for figure in measured.find("H", contestant, metric):
                 found[(series, name.replace("`", ""))] = figure.value
     return found

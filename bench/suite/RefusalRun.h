@@ -13,17 +13,19 @@
 namespace OrvBench
 {
 
-// A filter that refuses every record of a RefusalRun. Outlives the subscriptions that are made with it.
+// A filter, most often one that refuses every record of a RefusalRun. Outlives the subscriptions that are made with it.
 class Refusal
 {
 public:
-    explicit Refusal(const char* expression);
+    // Of one name and one expression.
+    Refusal(const char* name, const char* expression);
     // A tree of four levels of which the last one names another object.
     static Refusal subtree();
 
     void subscribe(OrvOamSpiNbiNotificationService& table, unsigned int handlerId, unsigned int subscription) const;
 
 private:
+    std::string _name;
     std::string _expression;
     std::shared_ptr<OrvTest::Trees> _trees;
 };
@@ -60,7 +62,7 @@ public:
     RefusalRun& operator=(const RefusalRun&) = delete;
 
 private:
-    unsigned int subscribe(unsigned int handlerId);
+    unsigned int newSubscription();
     OrvReturnT push();
     void runBatch(unsigned int records, const std::function<void()>& begin, const std::function<void()>& end);
     void pushUntil(const std::function<bool()>& isDone);
