@@ -264,7 +264,7 @@ TEST(Load, ClosesTheChannelAtTheEndOfItsLife)
 
 // Hands each record to the subscribers one after the other, on a thread of its own, and looks how far the producer is
 // ahead.
-class LaggingChannel : public Channel
+class LaggingChannel final : public Channel
 {
 public:
     // Hands a record over when the producer is so many records ahead of the one before it, or has published the last.
