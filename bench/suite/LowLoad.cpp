@@ -26,7 +26,6 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
     ChannelOptions channelOptions;
     channelOptions.library = settings.library;
     channelOptions.prompt = true;
-    channelOptions.prompt = true;
     LoadOptions options;
     options.subscribers = subscribers;
     options.step = 1;
