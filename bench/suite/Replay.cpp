@@ -79,7 +79,9 @@ public:
     int64_t begun() const { return _begun; }
     int64_t replayed() const { return _replayed; }
 
-    // After the subscription has been removed: whether every record came, each once, in order.
+    // These two once the subscription has been removed. Whether what waited was thrown away at some time; and if it was
+    // not, whether every record came, each once, in order.
+    bool hasOverflowed() const { return _overflowed; }
     bool isComplete() const { return !_broken; }
 
 private:
@@ -182,7 +184,7 @@ bool measureReplay(OrvOamSpiNbiNotificationService& table, unsigned int handlerI
     const int64_t called = nowNanoseconds() - before;
     const int64_t completed = subscriber.awaitCompletion();
     requireOk(table.unsubscribe(subscription), "unsubscribe");
-    if (completed == 0)
+    if (subscriber.hasOverflowed())
     {
         return false;
     }
