@@ -1,4 +1,5 @@
-// Interleavings inside one subscription: arrivals, looks at the queue, runs, purges, timers and the end.
+// Interleavings inside one subscription: arrivals, looks at the queue, runs, timers and the end.
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <future>
@@ -202,6 +203,7 @@ TEST_F(NotificationSubscriptionSlowLook, OfAHeartbeatThatStopOvertookHasItsRunWa
 {
     auto callback = std::make_unique<SyncPoint>(framework, "onHeartbeatTimer", "----------------HEARTBEAT");
     std::unique_ptr<SyncPoint> run;
+    std::atomic<bool> waitedFor{false};
     subscribe(withHeartbeat(0));  // fires at once
     ASSERT_TRUE(callback->waitUntilHeld());
     notice = std::make_unique<LockNotice>(subscription->_processMutex,
@@ -214,6 +216,7 @@ TEST_F(NotificationSubscriptionSlowLook, OfAHeartbeatThatStopOvertookHasItsRunWa
                                               }
                                               else if (operation == LockNotice::locks)
                                               {
+                                                  waitedFor = true;
                                                   run->release();
                                               }
                                           });
@@ -232,6 +235,7 @@ TEST_F(NotificationSubscriptionSlowLook, OfAHeartbeatThatStopOvertookHasItsRunWa
     destroying.join();
     pool().joinAll();
     notice.reset();
+    EXPECT_TRUE(waitedFor);
     EXPECT_EQ(filter.destroyed, 1u);
     EXPECT_EQ(handler.count(), 0u);
 }
