@@ -59,8 +59,9 @@ OrvReturnT NbiNotificationServiceEventConsumer::start(OrvStateChangeReason)
         return OrvOk;
     }
     const ZelMgmtSpiInterface_1 service = {"NbiNotificationServiceCM", "OrvOamSpiNbiNotificationService", "1"};
+    // A success without a table is a failure, too: the first event would meet a null pointer.
     void* found = nullptr;
-    if (_portal->getInterface(service, &found) != OrvOk)
+    if (_portal->getInterface(service, &found) != OrvOk || found == nullptr)
     {
         NOTIF_ERROR("Could not lookup Notification Service");
         return OrvFailure;
@@ -68,7 +69,8 @@ OrvReturnT NbiNotificationServiceEventConsumer::start(OrvStateChangeReason)
     _service = static_cast<OrvOamSpiNbiNotificationService*>(found);
 
     const ZelMgmtSpiInterface_1 repository = {"OrvOamSpiModelRepositoryService", "OrvOamSpiModelRepository", "2"};
-    if (_portal->getInterface(repository, &found) != OrvOk)
+    found = nullptr;
+    if (_portal->getInterface(repository, &found) != OrvOk || found == nullptr)
     {
         NOTIF_ERROR("Could not lookup Model Repository service");
         return OrvFailure;
@@ -194,7 +196,8 @@ bool NbiNotificationServiceEventConsumer::isAttrNotifiable(const char* dn, const
          ++attribute)
     {
         const Orv::ModRepWrap::AttrDescriptor descriptor = *attribute;
-        if (descriptor.getName() != attributeName)
+        // An attribute without a name is none that the model knows.
+        if (attributeName == nullptr || descriptor.getName() != attributeName)
         {
             continue;
         }

@@ -117,11 +117,14 @@ ZelReturnT NbiNotificationServiceCM::getKeyName(const char* dn, std::string& key
         {
             break;
         }
-        if (repository->t9->getNextAttribute(attribute, &attribute) != OrvOk)
+        // A success that leads nowhere is a failure: the walk would never end.
+        uint64_t next = attribute;
+        if (repository->t9->getNextAttribute(attribute, &next) != OrvOk || next == attribute)
         {
             NOTIF_ERROR("could not get next attribute handle");
             return OrvFailure;
         }
+        attribute = next;
     }
     uint64_t properties = 0;
     if (repository->t9->getGeneralProperties(attribute, &properties) != OrvOk)
