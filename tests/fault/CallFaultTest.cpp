@@ -98,6 +98,15 @@ TEST(SystemCallFault, InTheWaitOfTheServiceThread)
     }
 }
 
+// The record is offered again sooner.
+TEST(SystemCallFault, InThePauseBeforeARetry)
+{
+    for (const int error : {EINTR, EINVAL})
+    {
+        sweepCalls(retrying(), Operation::pause, Actor::poolThread, error, {{passed}}, {{passed}});
+    }
+}
+
 TEST(SystemCallFault, OfTheWakeUp)
 {
     sweepCalls(pushing(), Operation::write, Actor::caller, EIO, {{refused}}, {{refused}});

@@ -196,11 +196,6 @@ bool FaultLayer::disarm()
     return met.load();
 }
 
-unsigned int FaultLayer::calls()
-{
-    return callCount.load();
-}
-
 void FaultLayer::watch()
 {
     foreignCount = 0;

@@ -51,9 +51,6 @@ public:
     static void arm(const Fault& fault);
     // Returns whether the fault has been met.
     static bool disarm();
-    // How many calls counted since arm, and to how many mutexes they belong.
-    static unsigned int calls();
-    static unsigned int objects();
 
     // What threads that the service makes from now on are.
     static void threadsAre(Actor actor);

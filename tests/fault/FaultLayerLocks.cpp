@@ -63,12 +63,6 @@ void FaultCore::forgetMutexes()
     metMutexes.count = 0;
 }
 
-unsigned int FaultLayer::objects()
-{
-    const Spin spin;
-    return metMutexes.count;
-}
-
 unsigned int FaultLayer::heldMutexes()
 {
     const Spin spin;

@@ -114,11 +114,22 @@ private:
     _exit(facts.finished ? 0 : 1);
 }
 
-Ending endingOf(int status, const Facts& facts)
+// A sanitizer ends the process of a null pointer with a report instead of a signal.
+bool reportsNullPointer(const std::string& errors)
+{
+    return errors.find("SEGV on unknown address") != std::string::npos ||
+           errors.find("null pointer of type") != std::string::npos;
+}
+
+Ending endingOf(int status, const Facts& facts, const std::string& errors)
 {
     if (WIFEXITED(status))
     {
-        return WEXITSTATUS(status) == 0 && facts.finished ? Ending::finished : Ending::crashed;
+        if (WEXITSTATUS(status) == 0 && facts.finished)
+        {
+            return Ending::finished;
+        }
+        return facts.trouble[0] == '\0' && reportsNullPointer(errors) ? Ending::crashed : Ending::failed;
     }
     switch (WTERMSIG(status))
     {
@@ -126,8 +137,10 @@ Ending endingOf(int status, const Facts& facts)
             return facts.terminated ? Ending::terminated : Ending::aborted;
         case SIGALRM:
             return Ending::hung;
-        default:
+        case SIGSEGV:
             return Ending::crashed;
+        default:
+            return Ending::failed;
     }
 }
 
@@ -152,7 +165,8 @@ RunReport runInChild(const std::function<void(Facts&)>& body)
     {
         throw std::runtime_error("the child is lost");
     }
-    return {*facts, endingOf(status, *facts), errors.content()};
+    const std::string told = errors.content();
+    return {*facts, endingOf(status, *facts, told), told};
 }
 
 }  // namespace OrvTest

@@ -10,9 +10,7 @@ namespace OrvTest
 // end, whatever that is. Plain data.
 struct Facts
 {
-    bool met;            // the fault
-    unsigned int calls;  // that counted
-    unsigned int objects;
+    bool met;                    // the fault
     int answer;                  // of the call under test
     bool threw;                  // an exception came out of it
     bool threadEnded;            // the service thread, by an exception
@@ -38,7 +36,8 @@ enum class Ending
     finished,
     aborted,     // abort() or a failed assertion
     terminated,  // std::terminate
-    crashed,     // a segmentation fault, a sanitizer's report, or any other end
+    crashed,     // a segmentation fault, or what a sanitizer makes of one
+    failed,      // any other end: the child could not do its work, or a sanitizer's report
     hung         // after the time-out
 };
 

@@ -3,6 +3,8 @@
 #include <Poco/Timestamp.h>
 
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <vector>
 
 namespace OrvTest
@@ -70,6 +72,13 @@ Scenario loading()
 {
     Scenario load = {"load", nullptr, [](World& world) { return world.init(); }, nullptr};
     load.until = "registerComponent";
+    return load;
+}
+
+Scenario loadingWithSupport()
+{
+    Scenario load = {"load with support library", nullptr, [](World& world) { return world.init(); }, nullptr};
+    load.fromLoading = true;
     return load;
 }
 
@@ -255,28 +264,30 @@ Scenario overflowing()
 
 Scenario derivingDeletes()
 {
-    Scenario derive = {"derived delete",
-                       [](World& world)
-                       {
-                           world.framework.objects().addKeyClass("B", {{"label", false}, {"bId", true}});
-                           world.serve(
-                               [](World& early)
-                               {
-                                   early.subscriber = early.addSubtreeSubscriber(
-                                       {node("A").child(node("B").key("5")).child(node("C").key("7")).classes({"B"})});
-                               });
-                       },
-                       [](World& world)
-                       {
-                           const int answer = world.push(record("A=1", objectDeleted));
-                           world.waitFor(world.witness(), 1);
-                           return answer;
-                       },
-                       [](World& world)
-                       {
-                           return isStoredAndWitnessed(world, {"A=1"}) && world.waitFor(world.subscriber, 3) &&
-                                  world.received(world.subscriber) == Names{"A=1,B=5", "A=1,C=57", "A=1,B=57*"};
-                       }};
+    Scenario derive = {
+        "derived delete",
+        [](World& world)
+        {
+            world.framework.objects().addKeyClass("B", {{"label", false}, {"bId", true}});
+            world.serve(
+                [](World& early)
+                {
+                    early.subscriber = early.addSubtreeSubscriber(
+                        {node("A").child(node("B").key("5")).child(node("C").key("7")).classes({"B"})});
+                });
+        },
+        [](World& world)
+        {
+            const int answer = world.push(record("A=1", objectDeleted));
+            world.waitFor(world.witness(), 1);
+            return answer;
+        },
+        [](World& world)
+        {
+            const bool complete = isStoredAndWitnessed(world, {"A=1"});
+            world.drain(world.subscriber);
+            return complete && world.received(world.subscriber) == Names{"A=1,B=5", "A=1,C=57", "A=1,B=57*", "type 9"};
+        }};
     return derive;
 }
 
@@ -300,10 +311,31 @@ Scenario selectingAttributes()
                        },
                        [](World& world)
                        {
-                           return isStoredAndWitnessed(world, {"A=1"}) && world.waitFor(world.subscriber, 1) &&
-                                  world.received(world.subscriber) == Names{"A=1"};
+                           const bool complete = isStoredAndWitnessed(world, {"A=1"});
+                           world.drain(world.subscriber);
+                           return complete && world.received(world.subscriber) == Names{"A=1", "type 9"};
                        }};
     return select;
+}
+
+Scenario replayingWithTrees()
+{
+    Scenario scenario = {"replay with trees",
+                         [](World& world)
+                         {
+                             world.framework.objects().setInt32("A=1", "state", 1);
+                             world.trees = Trees({node("A").match(int32Attribute("state", 1)).select({"x"})});
+                             serveWithHandler(world);
+                             world.deliver(record("A=1"));
+                         },
+                         [](World& world)
+                         { return world.subscribeSubtree(world.handlerId, world.subscriber, world.trees, 1); },
+                         [](World& world)
+                         {
+                             world.waitFor(world.subscriber, "type 6");
+                             return world.received(world.subscriber) == Names{"type 5", "A=1", "type 6"};
+                         }};
+    return scenario;
 }
 
 Scenario changingTheClock()
@@ -327,6 +359,18 @@ Scenario stopping()
 {
     Scenario stop = {"stop", serveWithSubscriber, [](World& world) { return world.stop(); }, nullptr};
     return stop;
+}
+
+Scenario terminating()
+{
+    Scenario terminate = {"terminate",
+                          [](World& world)
+                          {
+                              world.serve();
+                              world.stop();
+                          },
+                          [](World& world) { return world.terminate(); }, nullptr};
+    return terminate;
 }
 
 Scenario beating()
@@ -356,6 +400,44 @@ Scenario reachingTheStopTime()
                          },
                          nullptr};
     return stopTime;
+}
+
+Scenario retrying()
+{
+    Scenario retry = {"retry",
+                      [](World& world)
+                      {
+                          serveWithSubscriber(world);
+                          const std::shared_ptr<std::atomic<int>> refusals = std::make_shared<std::atomic<int>>(3);
+                          world.answerWith(
+                              [&world, refusals](unsigned int handle, const std::string& what)
+                              {
+                                  const bool refuse = handle == world.subscriber && what == "B=1" && (*refusals)-- > 0;
+                                  return static_cast<OrvReturnT>(refuse ? OrvRetry : OrvOk);
+                              });
+                      },
+                      [](World& world)
+                      {
+                          const int answer = world.push(record("B=1"));
+                          world.waitFor(world.subscriber, 4);
+                          return answer;
+                      },
+                      [](World& world) {
+                          return world.received(world.subscriber) == Names{"B=1", "B=1", "B=1", "B=1"};
+                      }};
+    return retry;
+}
+
+Scenario traced(Scenario scenario)
+{
+    const std::function<void(World&)> prepare = scenario.prepare;
+    scenario.name += ", traced";
+    scenario.prepare = [prepare](World& world)
+    {
+        prepare(world);
+        world.framework.setLevel(8);
+    };
+    return scenario;
 }
 
 }  // namespace OrvTest

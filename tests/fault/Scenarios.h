@@ -13,9 +13,11 @@ const Outcome dropped = Outcome::dropped;
 const Outcome threadEnded = Outcome::threadEnded;
 const Outcome aborted = Outcome::aborted;
 const Outcome terminated = Outcome::terminated;
+const Outcome notSurvived = Outcome::notSurvived;
 
 // Calls of the service, each with what it sets going. Where the service serves, a healthy subscriber is served with it.
 Scenario loading();
+Scenario loadingWithSupport();  // the support library meets the framework, too
 Scenario configuring();
 Scenario starting();
 Scenario registering();
@@ -27,13 +29,19 @@ Scenario unsubscribing();
 Scenario askingForTimes();
 Scenario pushing();
 Scenario subscribingWithTrees();
+Scenario replayingWithTrees();
 Scenario publishing(bool andWaiting);  // an event batch; waiting for the service thread to be through with it
 Scenario overflowing();
 Scenario derivingDeletes();
 Scenario selectingAttributes();
 Scenario changingTheClock();
+Scenario retrying();  // a subscriber that takes its record at the fourth try
 Scenario stopping();
+Scenario terminating();
 Scenario beating();
 Scenario reachingTheStopTime();
+
+// The same with all traces on.
+Scenario traced(Scenario scenario);
 
 }  // namespace OrvTest

@@ -35,6 +35,8 @@ const char* nameOf(Outcome outcome)
             return "aborted";
         case Outcome::terminated:
             return "terminated";
+        case Outcome::notSurvived:
+            return "not survived";
         default:
             return "defective";
     }
@@ -48,7 +50,7 @@ const char* nameOf(Actor actor)
 
 const char* nameOf(Ending ending)
 {
-    static const char* const names[] = {"finished", "aborted", "terminated", "crashed", "hung"};
+    static const char* const names[] = {"finished", "aborted", "terminated", "crashed", "failed", "hung"};
     return names[static_cast<int>(ending)];
 }
 
@@ -62,38 +64,37 @@ std::string namesOf(const Outcomes& outcomes)
     return names;
 }
 
-void takeBack(Facts& facts)
+void takeBack(const FaultKind& kind, FakeFramework& framework, Facts& facts)
 {
     if (facts.met)
     {
         return;
     }
-    facts.met = FaultLayer::disarm();
-    facts.calls = FaultLayer::calls();
-    facts.objects = FaultLayer::objects();
+    facts.met = kind.disarm(framework);
     FaultLayer::describePlace(facts.place, sizeof(facts.place));
 }
 
-void run(const Scenario& scenario, const Fault& fault, Facts& facts)
+void run(const Scenario& scenario, const FaultKind& kind, unsigned int nth, Facts& facts)
 {
     FaultLayer::watch();
-    World world;
+    const auto arm = [&](FakeFramework& framework) { kind.arm(framework, nth); };
+    World world(scenario.fromLoading ? arm : std::function<void(FakeFramework&)>());
+    CallPlan& plan = world.framework.plan();
     if (scenario.prepare)
     {
         scenario.prepare(world);
     }
-    const auto arm = [&fault] { FaultLayer::arm(fault); };
-    if (scenario.from.empty())
+    if (!scenario.from.empty())
     {
-        arm();
+        plan.whenCalled(scenario.from, [&] { arm(world.framework); });
     }
-    else
+    else if (!scenario.fromLoading)
     {
-        world.framework.plan().whenCalled(scenario.from, arm);
+        arm(world.framework);
     }
     if (!scenario.until.empty())
     {
-        world.framework.plan().whenCalled(scenario.until, [&facts] { takeBack(facts); });
+        plan.whenCalled(scenario.until, [&] { takeBack(kind, world.framework, facts); });
     }
     try
     {
@@ -107,9 +108,9 @@ void run(const Scenario& scenario, const Fault& fault, Facts& facts)
     {
         facts.threw = true;
     }
-    takeBack(facts);
-    world.framework.plan().whenCalled(scenario.from, nullptr);
-    world.framework.plan().whenCalled(scenario.until, nullptr);
+    takeBack(kind, world.framework, facts);
+    plan.whenCalled(scenario.from, nullptr);
+    plan.whenCalled(scenario.until, nullptr);
     world.examine(facts);
     facts.effect = !scenario.effect || scenario.effect(world);
     world.leave(facts);
@@ -133,7 +134,8 @@ std::string defectsOf(const RunReport& report, const Expectation& expected)
     check(facts.held == 0, std::to_string(facts.held) + " mutexes are held");
     check(facts.threads <= expected.lostThreads, std::to_string(facts.threads) + " threads are left");
     check(facts.unjoined <= expected.lostThreads, std::to_string(facts.unjoined) + " threads are not joined");
-    check(facts.consumers == 0, std::to_string(facts.consumers) + " consumers are left at the router");
+    check(facts.consumers <= expected.leftConsumers,
+          std::to_string(facts.consumers) + " consumers are left at the router");
     check(facts.blocks <= expected.lostBlocks, std::to_string(facts.blocks) + " blocks are left");
     check(facts.foreignBlocks <= expected.lostForeignBlocks,
           std::to_string(facts.foreignBlocks) + " blocks of libraries are left");
@@ -148,6 +150,8 @@ Outcome outcomeOf(const RunReport& report, const Expectation& expected)
             return Outcome::aborted;
         case Ending::terminated:
             return Outcome::terminated;
+        case Ending::crashed:
+            return Outcome::notSurvived;
         case Ending::finished:
             break;
         default:
@@ -182,7 +186,7 @@ std::string describe(const RunReport& report, const Expectation& expected)
 
 }  // namespace
 
-void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
+void sweep(const Scenario& scenario, const FaultKind& kind, const Expectation& expected)
 {
     Outcomes seen;
     Expectation lost;
@@ -191,8 +195,7 @@ void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
     unsigned int nth = 0;
     for (; met && surprises < MOST_SURPRISES; ++nth)
     {
-        fault.nth = nth == 0 ? NEVER : nth;
-        const RunReport report = runInChild([&](Facts& facts) { run(scenario, fault, facts); });
+        const RunReport report = runInChild([&](Facts& facts) { run(scenario, kind, nth == 0 ? NEVER : nth, facts); });
         const Outcome outcome = outcomeOf(report, expected);
         met = nth == 0 || report.facts.met || report.ending != Ending::finished;
         bool foreseen = outcome == Outcome::passed;
@@ -205,16 +208,28 @@ void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
             lost.lostThreads = std::max(lost.lostThreads, report.facts.unjoined);
         }
         surprises += foreseen ? 0 : 1;
-        EXPECT_TRUE(foreseen) << scenario.name << ", fault " << nth << (fault.fromThenOn ? " and from then on" : "")
-                              << ": " << nameOf(outcome) << ", " << describe(report, expected);
+        EXPECT_TRUE(foreseen) << scenario.name << ", " << kind.name << ", fault " << nth << ": " << nameOf(outcome)
+                              << ", " << describe(report, expected);
     }
-    std::printf("%s, %s, %s: %u calls; %s; at most %u blocks, %u of libraries, %u threads lost\n",
-                scenario.name.c_str(), nameOf(fault.actor), fault.fromThenOn ? "from then on" : "once", nth - 2,
-                namesOf(seen).c_str(), lost.lostBlocks, lost.lostForeignBlocks, lost.lostThreads);
+    std::printf("%s, %s: %u calls; %s; at most %u blocks, %u of libraries, %u threads lost\n", scenario.name.c_str(),
+                kind.name.c_str(), nth - 2, namesOf(seen).c_str(), lost.lostBlocks, lost.lostForeignBlocks,
+                lost.lostThreads);
     for (const Outcome outcome : expected.outcomes)
     {
         EXPECT_EQ(seen.count(outcome), 1u) << scenario.name << ": never " << nameOf(outcome);
     }
+}
+
+void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
+{
+    const FaultKind kind = {std::string(nameOf(fault.actor)) + (fault.fromThenOn ? ", from then on" : ", once"),
+                            [fault](FakeFramework&, unsigned int nth) mutable
+                            {
+                                fault.nth = nth;
+                                FaultLayer::arm(fault);
+                            },
+                            [](FakeFramework&) { return FaultLayer::disarm(); }};
+    sweep(scenario, kind, expected);
 }
 
 }  // namespace OrvTest

@@ -19,7 +19,8 @@ enum class Outcome
     threadEnded,  // the service thread is gone; a start brings it back
     aborted,      // the process ended by abort()
     terminated,   // the process ended by std::terminate
-    defective     // anything else: a crash, a hang, something leaked or locked for good, somebody not served
+    notSurvived,  // the process ended by a null pointer that nothing guards against
+    defective     // anything else: a hang, something leaked or locked for good, somebody not served
 };
 
 typedef std::set<Outcome> Outcomes;
@@ -36,6 +37,8 @@ struct Scenario
     // Names of calls of the framework between which alone faults happen; empty for the beginning and the end of act.
     std::string from = "";
     std::string until = "";
+    // Whether faults happen before act already, when the support library and the service are loaded.
+    bool fromLoading = false;
 };
 
 // What may come of a fault that is met. Each outcome comes at least once in a sweep; none if no call counts.
@@ -46,11 +49,23 @@ struct Expectation
     unsigned int lostBlocks = 0;         // of the service
     unsigned int lostForeignBlocks = 0;  // of libraries
     unsigned int lostThreads = 0;
-    Outcomes sometimes = {};  // as the threads happen to meet
+    Outcomes sometimes = {};         // as the threads happen to meet
+    unsigned int leftConsumers = 0;  // that the router has refused to forget
+};
+
+// A fault of one kind, to be made in the child.
+struct FaultKind
+{
+    std::string name;
+    // From now on the nth call of this kind fails, and if wanted those behind it. 1 is the next.
+    std::function<void(FakeFramework&, unsigned int nth)> arm;
+    // No call fails any more; whether one has.
+    std::function<bool(FakeFramework&)> disarm;
 };
 
 // Tries the faults n = 1, 2, 3 ... in a child each, until one is not met. Fails the test if something else comes of it
 // than expected.
+void sweep(const Scenario& scenario, const FaultKind& kind, const Expectation& expected);
 void sweep(const Scenario& scenario, Fault fault, const Expectation& expected);
 
 }  // namespace OrvTest

@@ -29,7 +29,8 @@ const unsigned int BUFFER_SIZE = 10;
 class World
 {
 public:
-    World();
+    // beforeLoading is called when the framework is there, before the support library and the service have met it.
+    explicit World(const std::function<void(FakeFramework&)>& beforeLoading = nullptr);
     ~World();
 
     // zelLCMinit with BUFFER_SIZE.
@@ -37,6 +38,7 @@ public:
     // Returns when the service listens for clock changes, when its thread has ended or when start has failed.
     ZelReturnT start();
     ZelReturnT stop();
+    ZelReturnT terminate();
     // Initialised and started, with the healthy subscriber that takes everything. What others adds is served before.
     void serve(const std::function<void(World&)>& others = nullptr);
 

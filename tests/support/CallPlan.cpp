@@ -28,8 +28,25 @@ void CallPlan::whenCalled(const std::string& name, std::function<void()> action)
     _actions[name] = std::move(action);
 }
 
+void CallPlan::intercept(Interceptor interceptor)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _interceptor = std::move(interceptor);
+}
+
+int CallPlan::pass(const std::string& name)
+{
+    Interceptor interceptor;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        interceptor = _interceptor;
+    }
+    return interceptor ? interceptor(name) : 0;
+}
+
 int CallPlan::enter(const std::string& name)
 {
+    const int intercepted = pass(name);
     std::unique_lock<std::mutex> lock(_mutex);
     const unsigned int number = ++_counts[name];
     _calls.push_back(name);
@@ -43,6 +60,10 @@ int CallPlan::enter(const std::string& name)
         lock.lock();
     }
 
+    if (intercepted != 0)
+    {
+        return intercepted;
+    }
     const auto permanent = _permanentFailures.find(name);
     if (permanent != _permanentFailures.end())
     {

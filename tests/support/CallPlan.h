@@ -22,11 +22,18 @@ public:
     // Takes both back.
     void succeed(const std::string& name);
 
+    // From now on the function is asked at every call, on the calling thread and before anything else that was planned:
+    // 0, or what the call is to answer. Null takes it back.
+    typedef std::function<int(const std::string& name)> Interceptor;
+    void intercept(Interceptor interceptor);
+
     // Runs the action at the start of every call of this name, on the calling thread. Null takes it back.
     void whenCalled(const std::string& name, std::function<void()> action);
 
     // Notes a call. 0: go on; any other number: the answer that was planned for it.
     int enter(const std::string& name);
+    // The same for a call that is neither noted nor counted, and that the interceptor alone can plan for.
+    int pass(const std::string& name);
 
     unsigned int count(const std::string& name) const;
     // The names of all calls so far, oldest first.
@@ -35,6 +42,7 @@ public:
 
 private:
     mutable std::mutex _mutex;
+    Interceptor _interceptor;
     std::map<std::string, unsigned int> _counts;
     std::map<std::string, std::map<unsigned int, int>> _failures;
     std::map<std::string, int> _permanentFailures;

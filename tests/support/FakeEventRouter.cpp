@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Crossing.h"
+#include "Nonsense.h"
 #include "RegularExpression.h"
 
 namespace OrvTest
@@ -184,7 +185,7 @@ ZelReturnT FakeEventRouter::registerConsumer(ZelOamSpiEventConsumer* consumer, Z
     const int planned = _plan.enter("registerConsumer");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, handle);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     *handle = _nextHandle++;

@@ -6,6 +6,7 @@
 
 #include "Crossing.h"
 #include "LoggingWrapper.h"
+#include "Nonsense.h"
 #include "OrvCommon.h"
 
 namespace OrvTest
@@ -137,8 +138,14 @@ ZelReturnT modelGetAttributeNotifiable(OrvOamSpiAttributeHandleT attribute, bool
 
 int logGetLevel()
 {
+    const Crossing crossing(Crossing::toTest);
     FakeFramework* framework = FakeFramework::current();
-    return framework == nullptr ? 0 : framework->level();
+    if (framework == nullptr)
+    {
+        return 0;
+    }
+    const int planned = framework->plan().pass("log.getLevel");
+    return planned != 0 ? planned : framework->level();
 }
 
 void logVlog(const char* function, int severity, int flag, const char* format, va_list arguments)
@@ -153,6 +160,7 @@ void logVlog(const char* function, int severity, int flag, const char* format, v
     const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
+        framework->plan().pass("log.vlog");
         framework->log().add(LogLine::log, severity, flag, nullptr, function, format, arguments);
     }
 }
@@ -162,6 +170,7 @@ void traceVtrace(const char*, const char* function, int, int kind, const char* f
     const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
+        framework->plan().pass("trace.vtrace");
         framework->log().add(LogLine::trace, kind, 0, nullptr, function, format, arguments);
     }
 }
@@ -172,6 +181,7 @@ void traceVtraceV2(const void* subsystem, int level, const char*, const char* fu
     const Crossing crossing(Crossing::toTest);
     if (FakeFramework* framework = FakeFramework::current())
     {
+        framework->plan().pass("trace.vtraceV2");
         framework->log().add(LogLine::traceV2, level, 0, subsystem, function, format, arguments);
     }
 }
@@ -275,7 +285,7 @@ ZelReturnT FakeFramework::getInterface(const char* portal, const ZelMgmtSpiInter
     const int planned = _plan.enter(std::string(portal) + ".getInterface:" + id.interfaceName);
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, result);
     }
     void* found = find(id);
     if (found == nullptr)

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <deque>
 
+#include "Nonsense.h"
+
 namespace OrvTest
 {
 
@@ -291,7 +293,7 @@ ZelReturnT FakeManagedObjects::openTransaction(unsigned int mode, unsigned int t
     const int planned = _plan.enter("openTransaction");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, transaction);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     *transaction = FIRST_TRANSACTION + ++_opened;
@@ -323,7 +325,7 @@ ZelReturnT FakeManagedObjects::getMoAttribute(unsigned long transaction, const c
     const int planned = _plan.enter("getMoAttribute");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, result);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const auto open = _open.find(transaction);
@@ -355,7 +357,7 @@ ZelReturnT FakeManagedObjects::getMocFromDn(const char* dn, unsigned int selecto
     const int planned = _plan.enter("repository3.getMocFromDn");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, moc);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::string name = classOfDn(dn);
@@ -380,7 +382,7 @@ ZelReturnT FakeManagedObjects::getFirstAttribute(uint64_t moc, uint64_t* attribu
     const int planned = _plan.enter("repository3.getFirstAttribute");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, attribute);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const Class* const found = classAt(moc);
@@ -402,7 +404,7 @@ ZelReturnT FakeManagedObjects::getNextAttribute(uint64_t attribute, uint64_t* ne
     const int planned = _plan.enter("repository3.getNextAttribute");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, next);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     if (attributeAt(attribute) == nullptr)
@@ -423,7 +425,7 @@ ZelReturnT FakeManagedObjects::getAttributeFlag(uint64_t attribute, unsigned int
     const int planned = _plan.enter("repository3.getAttributeFlag");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, flag);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::pair<std::string, bool>* const found = attributeAt(attribute);
@@ -445,7 +447,7 @@ ZelReturnT FakeManagedObjects::getGeneralProperties(uint64_t attribute, uint64_t
     const int planned = _plan.enter("repository3.getGeneralProperties");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, properties);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     if (attributeAt(attribute) == nullptr)
@@ -463,7 +465,7 @@ ZelReturnT FakeManagedObjects::getPropertyText(uint64_t properties, unsigned int
     const int planned = _plan.enter("repository3.getPropertyText");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, text);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::pair<std::string, bool>* const found = attributeAt(attribute);

@@ -1,5 +1,7 @@
 #include "FakeModelRepository.h"
 
+#include "Nonsense.h"
+
 namespace OrvTest
 {
 
@@ -25,7 +27,7 @@ ZelReturnT FakeModelRepository::getMocFromDn(const char* dn, OrvOamSpiMocHandleT
     const int planned = _plan.enter("getMocFromDn");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, moc);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::string name = classOfDn(dn);
@@ -45,7 +47,7 @@ ZelReturnT FakeModelRepository::getMocName(OrvOamSpiMocHandleT moc, const char**
     const int planned = _plan.enter("getMocName");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, name);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     if (moc == 0 || moc > _classes.size())
@@ -61,7 +63,7 @@ ZelReturnT FakeModelRepository::getFirstAttribute(OrvOamSpiMocHandleT moc, OrvOa
     const int planned = _plan.enter("getFirstAttribute");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, attribute);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     if (moc == 0 || moc > _classes.size())
@@ -81,7 +83,7 @@ ZelReturnT FakeModelRepository::getNextAttribute(OrvOamSpiAttributeHandleT attri
     const int planned = _plan.enter("getNextAttribute");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, next);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::pair<std::string, bool>* found = nullptr;
@@ -98,7 +100,7 @@ ZelReturnT FakeModelRepository::getAttributeName(OrvOamSpiAttributeHandleT attri
     const int planned = _plan.enter("getAttributeName");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, name);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::pair<std::string, bool>* found = nullptr;
@@ -115,7 +117,7 @@ ZelReturnT FakeModelRepository::getAttributeNotifiable(OrvOamSpiAttributeHandleT
     const int planned = _plan.enter("getAttributeNotifiable");
     if (planned != 0)
     {
-        return planned;
+        return answerPlanned(planned, notifiable);
     }
     const std::lock_guard<std::mutex> lock(_mutex);
     const std::pair<std::string, bool>* found = nullptr;
