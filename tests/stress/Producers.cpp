@@ -1,5 +1,6 @@
 #include "Producers.h"
 
+#include <algorithm>
 #include <string>
 
 #include "Records.h"

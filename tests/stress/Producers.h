@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>

@@ -29,8 +29,8 @@ const char* const BUFFER_SIZE = "500";
 const unsigned int STEADY = 150;  // records of a round, one in each STEADY_PAUSE
 const auto STEADY_PAUSE = std::chrono::microseconds(1000);
 const unsigned int BURSTS = 6;
-const unsigned int PATIENCE = 60;  // seconds
 const unsigned int BURST = 100;    // records, pushed without a pause
+const unsigned int PATIENCE = 60;  // seconds
 
 enum Case
 {

@@ -48,7 +48,6 @@ public:
     Ledger& ledger() { return _ledger; }
     Complaints& complaints() { return _complaints; }
     Accounts& accounts() { return _accounts; }
-    Service& service() { return _service; }
 
     World(const World&) = delete;
     World& operator=(const World&) = delete;
