@@ -55,6 +55,17 @@ uint32_t valuesIn(const ZelMoAttributeValueContainer_3* container)
     return container != nullptr && container->values != nullptr ? container->noOfValues : 0;
 }
 
+// The text at next up to one of two characters, to a comma or to the end; next is moved there.
+std::string_view takeUntil(char end, char otherEnd, const char*& next)
+{
+    const char* const begin = next;
+    while (*next != '\0' && *next != ',' && *next != end && *next != otherEnd)
+    {
+        ++next;
+    }
+    return std::string_view(begin, static_cast<size_t>(next - begin));
+}
+
 std::string anyChild(const char* dn, const char* className)
 {
     return std::string(dn).append(",").append(className).append("=").append(ANY_KEY);
@@ -156,21 +167,17 @@ bool RfcSubscriptionFilter::match(const OrvOamSpiNbiNotificationValue_1& notific
 // no escape, and an empty DN has no component.
 void RfcSubscriptionFilter::createListFromDN(const char* dn)
 {
-    std::string_view rest(dn);
-    bool more = !rest.empty();
+    const char* next = dn;
+    bool more = *next != '\0';
     while (more)
     {
-        const size_t comma = rest.find(',');
-        const std::string_view component = rest.substr(0, comma);
-        more = comma != std::string_view::npos;
-        rest.remove_prefix(more ? comma + 1 : rest.size());
-
-        const size_t equals = component.find('=');
-        const std::string_view name = component.substr(0, equals);
-        const std::string_view key =
-            equals != std::string_view::npos ? component.substr(equals + 1) : std::string_view();
-        classes.emplace_back(name.substr(0, name.find('.')));
-        keys.emplace_back(key.substr(0, key.find('=')));
+        classes.push_back(takeUntil('.', '=', next));
+        takeUntil('=', '=', next);
+        next += *next == '=' ? 1 : 0;
+        keys.push_back(takeUntil('=', '=', next));
+        takeUntil(',', ',', next);
+        more = *next == ',';
+        next += more ? 1 : 0;
     }
 }
 
@@ -253,7 +260,7 @@ bool RfcSubscriptionFilter::matchKey(const SubTree& node, unsigned int depth)
         return true;
     }
     const char* const wanted = firstText(*node.keyAttribute);
-    NOTIF_TRACE("Matching Key Attribute %s, %s", keys[depth].c_str(), wanted);
+    NOTIF_TRACE("Matching Key Attribute %s, %s", std::string(keys[depth]).c_str(), wanted);
     if (keys[depth] != wanted)
     {
         NOTIF_TRACE("Key Attribute match failed.");
@@ -358,7 +365,7 @@ bool RfcSubscriptionFilter::matchClassSelection(char** selection, unsigned int n
     {
         for (; *selection != nullptr; ++selection)
         {
-            NOTIF_TRACE("Matching %s, %s", classes[next].c_str(), *selection);
+            NOTIF_TRACE("Matching %s, %s", std::string(classes[next]).c_str(), *selection);
             matched = matched || classes[next] == *selection;
         }
     }

@@ -2,6 +2,7 @@
 
 #include <list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "SubscriptionFilter.h"
@@ -17,8 +18,9 @@ namespace OrvNbiNotificationService
 // deleted subtree, the attributes that a selection has chosen, and, between the two, the nodes that a deleted object
 // has reached.
 // Threads:   no lock of its own; see "What a filter keeps" in docs/threads-and-locks.md for who keeps the calls apart.
-// Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes point into
-//            the notification that was matched.
+// Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes, classes
+// and
+//            keys point into the notification that was matched; what is behind the two latter is read by match alone.
 // Failure:   a node whose attribute cannot be read does not match. std::bad_alloc leaves a call, and from
 //            getAttrSelectNotification an Orv::OrvException for an attribute that cannot be copied; the record then
 //            holds what was copied before and can be freed.
@@ -78,8 +80,8 @@ private:
     // All but the trees is the last match's.
     std::vector<std::string> deleteDns;
     std::list<SubTree*> filters;
-    std::vector<std::string> classes;  // of each component of the DN
-    std::vector<std::string> keys;     // likewise
+    std::vector<std::string_view> classes;  // of each component of the DN, in the notification's own text
+    std::vector<std::string_view> keys;     // likewise
     std::list<ZelMoNamedAttributeValueContainer_3*> selectedAttributes;
     std::list<SubTree*> subTreeRoots;  // nodes that the last component of a deleted object's DN has reached
 };

@@ -224,7 +224,9 @@ private:
         {
             selected.push_back(attribute->name);
         }
-        return stateText(_filter.classes, _filter.keys, _filter.deleteDns, roots, selected);
+        const Lines classes(_filter.classes.begin(), _filter.classes.end());
+        const Lines keys(_filter.keys.begin(), _filter.keys.end());
+        return stateText(classes, keys, _filter.deleteDns, roots, selected);
     }
 
     FilterRecords _records;

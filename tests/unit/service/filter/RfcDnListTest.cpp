@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "AllocationHook.h"
 #include "RfcFilterTest.h"
 
 namespace OrvTest
@@ -49,7 +50,7 @@ protected:
     {
         OrvNbiNotificationService::RfcSubscriptionFilter filter(nullptr);
         filter.createListFromDN(dn.c_str());
-        return {filter.classes, filter.keys};
+        return {Texts(filter.classes.begin(), filter.classes.end()), Texts(filter.keys.begin(), filter.keys.end())};
     }
 
     testing::AssertionResult agrees(const std::string& dn)
@@ -114,6 +115,21 @@ TEST_F(RfcDnListTest, AListIsAppendedTo)
 
     EXPECT_THAT(filter.classes, ElementsAre("A", "B", "C"));
     EXPECT_THAT(filter.keys, ElementsAre("1", "2", "3"));
+}
+
+// The records come with DNs of any depth, and with keys that are too long for a string to hold in place.
+TEST_F(RfcDnListTest, ARefusedOfferAllocatesNothingOnceADnOfItsDepthHasBeenSeen)
+{
+    OrvNbiNotificationService::RfcSubscriptionFilter& filter = filterOf({node("A").child(node("B").key("2"))});
+    const std::string dn = "A=a key that fills more than a string,B=another that fills more than a string";
+    const Notification deep = makeNotification(TIME, dn + ",C=3,D=4", objectCreated);
+    const Notification flat = makeNotification(TIME, "A=a key that fills more than a string", objectCreated);
+    EXPECT_FALSE(filter.match(*deep));
+    EXPECT_FALSE(filter.match(*flat));
+    const AllocationCount count;
+    const bool passed = filter.match(*deep);
+    EXPECT_EQ(0, count.allocations());
+    EXPECT_FALSE(passed);
 }
 
 TEST_F(RfcDnListTest, EveryShortTextIsTakenApartAsTheTokenizerWould)
