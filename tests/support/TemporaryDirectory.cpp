@@ -15,6 +15,7 @@ namespace
 {
 
 const char* const ROOT_VARIABLE = "ORV_TEST_ROOT";
+const char* const MAKER_VARIABLE = "ORV_TEST_ROOT_MAKER";
 
 std::string makeDirectory(const std::filesystem::path& parent)
 {
@@ -33,7 +34,8 @@ void removeDirectory(const std::string& path)
 }
 
 // The child of a death test does not live to clean up. So the first process of a test makes one directory for itself
-// and its children, which find it through the environment, and removes it with all that is left in there.
+// and its children, which find it through the environment, and removes it with all that is left in there. It is still
+// the same process when another program has taken its place.
 class Root
 {
 public:
@@ -43,11 +45,14 @@ public:
         if (inherited != nullptr)
         {
             _path = inherited;
+            const char* const maker = std::getenv(MAKER_VARIABLE);
+            _maker = maker != nullptr && maker == std::to_string(getpid()) ? getpid() : 0;
             return;
         }
         _path = makeDirectory(std::filesystem::temp_directory_path());
         _maker = getpid();
         setenv(ROOT_VARIABLE, _path.c_str(), 1);
+        setenv(MAKER_VARIABLE, std::to_string(_maker).c_str(), 1);
     }
     ~Root()
     {
