@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,10 +31,12 @@ Facts* factsOfThisChild = nullptr;
     std::abort();
 }
 
+std::atomic_flag placeIsNoted = ATOMIC_FLAG_INIT;
+
 // Tells where the fault was before the process ends of this signal after all.
 void tellPlaceAndEnd(int signal)
 {
-    FaultLayer::describePlace(factsOfThisChild->place, sizeof(factsOfThisChild->place));
+    notePlace(*factsOfThisChild);
     FaultLayer::describeThread();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
@@ -146,10 +149,19 @@ Ending endingOf(int status, const Facts& facts, const std::string& errors)
 
 }  // namespace
 
+void notePlace(Facts& facts)
+{
+    if (!placeIsNoted.test_and_set())
+    {
+        FaultLayer::describePlace(facts.place, sizeof(facts.place));
+    }
+}
+
 RunReport runInChild(const std::function<void(Facts&)>& body)
 {
     const SharedFacts facts;
     const ErrorFile errors;
+    std::fflush(nullptr);  // or the child might write it again
     const pid_t child = fork();
     if (child < 0)
     {

@@ -48,6 +48,9 @@ struct RunReport
     std::string errors;  // what the child wrote to standard error
 };
 
+// Writes down where the fault was met, at the first call. Any thread of the child, or a signal that ends it.
+void notePlace(Facts& facts);
+
 // Runs the body in a child of this process, which must have one thread alone, and waits for it.
 RunReport runInChild(const std::function<void(Facts&)>& body);
 

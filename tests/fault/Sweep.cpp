@@ -71,7 +71,7 @@ void takeBack(const FaultKind& kind, FakeFramework& framework, Facts& facts)
         return;
     }
     facts.met = kind.disarm(framework);
-    FaultLayer::describePlace(facts.place, sizeof(facts.place));
+    notePlace(facts);
 }
 
 void run(const Scenario& scenario, const FaultKind& kind, unsigned int nth, Facts& facts)
