@@ -52,6 +52,38 @@ protected:
         notify(NOW, dn);
         EXPECT_FALSE(inPurge) << "nothing was purged";
     }
+
+    // The handler has A=1 in its hands, B=1 and C=1 fill a queue of two, and D=1 purges it. Meanwhile the handler
+    // returns, and its run comes to the queue. Returns when all has been delivered.
+    void purgeWhileTheHandlerReturns()
+    {
+        handler.hold();
+        notify(NOW, "A=1");
+        ASSERT_TRUE(handler.waitUntilHeld());
+        notify(NOW, "B=1");
+        notify(NOW, "C=1");
+        std::promise<void> runComes;
+        Once look;
+        const LockNotice notice(subscription->_queueMutex,
+                                [&]
+                                {
+                                    if (look.first())
+                                    {
+                                        runComes.set_value();
+                                    }
+                                });
+        purgeWith("D=1",
+                  [&]
+                  {
+                      EXPECT_TRUE(subscription->_overflow);
+                      EXPECT_TRUE(subscription->_queue.empty());
+                      handler.release();
+                      runComes.get_future().wait();
+                  });
+        EXPECT_TRUE(handler.waitForDn("D=1"));
+        waitUntilIdle();
+        pool().joinAll();
+    }
 };
 
 TEST_F(NotificationSubscriptionPurge, IsFollowedByTheHeartbeatThatCameMeanwhile)
@@ -104,69 +136,17 @@ TEST_F(NotificationSubscriptionPurge, ByAHeartbeatIsFollowedByTheLiveRecordThatC
 TEST_F(NotificationSubscriptionPurge, IsOverBeforeTheRunLooksAgain)
 {
     subscribe(withLimit(2));
-    handler.hold();
-    notify(NOW, "A=1");
-    ASSERT_TRUE(handler.waitUntilHeld());
-    notify(NOW, "B=1");
-    notify(NOW, "C=1");
-    std::promise<void> runLooks;
-    Once look;
-    {
-        const LockNotice notice(subscription->_queueMutex,
-                                [&]
-                                {
-                                    if (look.first())
-                                    {
-                                        runLooks.set_value();
-                                    }
-                                });
-        purgeWith("D=1",
-                  [&]
-                  {
-                      EXPECT_TRUE(subscription->_overflow);
-                      EXPECT_TRUE(subscription->_queue.empty());
-                      handler.release();
-                      runLooks.get_future().wait();
-                  });
-        ASSERT_TRUE(handler.waitForDn("D=1"));
-        waitUntilIdle();
-        pool().joinAll();
-    }
+    purgeWhileTheHandlerReturns();
     EXPECT_EQ(handler.dns(), Dns({"A=1", "-", "D=1"}));
     EXPECT_EQ(handler.types(), Types({objectCreated, overflowNotification, objectCreated}));
 }
 
+// A=1 was in the handler's hands when the queue was emptied, so it comes back, ahead of the overflow record.
 TEST_F(NotificationSubscriptionPurge, HasARecordInFrontOfItsOwnThatTheRunPutBackMeanwhile)
 {
     subscribe(withLimit(2));
     handler.answer({OrvRetry});
-    handler.hold();
-    notify(NOW, "A=1");
-    ASSERT_TRUE(handler.waitUntilHeld());
-    notify(NOW, "B=1");
-    notify(NOW, "C=1");
-    std::promise<void> putsBack;
-    Once answer;
-    {
-        const LockNotice notice(subscription->_queueMutex,
-                                [&]
-                                {
-                                    if (answer.first())
-                                    {
-                                        putsBack.set_value();
-                                    }
-                                });
-        purgeWith("D=1",
-                  [&]
-                  {
-                      handler.release();
-                      putsBack.get_future().wait();
-                  });
-        ASSERT_TRUE(handler.waitForDn("D=1"));
-        waitUntilIdle();
-        pool().joinAll();
-    }
-    // It was in the handler's hands when the queue was emptied, so it comes back, ahead of the overflow record.
+    purgeWhileTheHandlerReturns();
     EXPECT_EQ(handler.dns(), Dns({"A=1", "A=1", "-", "D=1"}));
 }
 
