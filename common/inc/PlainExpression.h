@@ -32,7 +32,7 @@ public:
     };
 
     // Knows nothing of any subject.
-    PlainExpression() : _more(false) {}
+    PlainExpression() = default;
     // expression: one that regcomp accepts with REG_EXTENDED as its only flag. alternation: whether it has | outside of
     // groups.
     PlainExpression(const char* expression, bool alternation);
@@ -49,11 +49,11 @@ private:
         bool rest = false;     // .* comes next
     };
 
-    bool readBranch(const char*& next);
+    void readBranch(const char*& next);
     static const char* find(const Branch& branch, const char* subject);
 
     std::vector<Branch> _branches;  // empty if nothing is known
-    bool _more;                     // the expression goes on behind the literals
+    bool _more = false;             // the expression goes on behind the literals
 };
 
 }  // namespace Orv

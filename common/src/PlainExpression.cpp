@@ -87,26 +87,24 @@ bool isAscii(const char* text, size_t length)
 
 }  // namespace
 
-PlainExpression::PlainExpression(const char* expression, bool alternation) : _more(false)
+PlainExpression::PlainExpression(const char* expression, bool alternation)
 {
     const char* next = expression;
-    while (readBranch(next) && *next == '|' && _branches.size() <= MAX_BRANCHES)
+    readBranch(next);
+    while (*next == '|')
     {
-        ++next;
+        readBranch(++next);
     }
     _more = *next != '\0';
     if (_branches.size() > MAX_BRANCHES || (_more && alternation))
     {
         _branches.clear();
     }
-    for (Branch& branch : _branches)
-    {
-        branch.atEnd = branch.atEnd && !_more;
-    }
 }
 
-// Adds the branch at next, for one with a group as many as there are literals in it. Returns whether that is all of it.
-bool PlainExpression::readBranch(const char*& next)
+// Adds the branch at next, for one with a group as many as there are literals in it; stays before what it does not
+// know.
+void PlainExpression::readBranch(const char*& next)
 {
     Branch branch;
     branch.atStart = *next == '^';
@@ -116,7 +114,7 @@ bool PlainExpression::readBranch(const char*& next)
     const std::string tail = readLiteral(next);
     branch.rest = std::strncmp(next, ".*", 2) == 0;
     next += branch.rest ? 2 : 0;
-    branch.atEnd = *next == '$';
+    branch.atEnd = *next == '$' && (next[1] == '\0' || next[1] == '|');
     next += branch.atEnd ? 1 : 0;
     for (const std::string& inside : group)
     {
@@ -124,7 +122,6 @@ bool PlainExpression::readBranch(const char*& next)
         branch.literal.append(inside).append(tail);
         _branches.push_back(branch);
     }
-    return *next == '\0' || *next == '|';
 }
 
 PlainExpression::Answer PlainExpression::match(const char* subject, regmatch_t& place) const

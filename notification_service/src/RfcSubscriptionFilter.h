@@ -18,9 +18,8 @@ namespace OrvNbiNotificationService
 // deleted subtree, the attributes that a selection has chosen, and, between the two, the nodes that a deleted object
 // has reached.
 // Threads:   no lock of its own; see "What a filter keeps" in docs/threads-and-locks.md for who keeps the calls apart.
-// Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes, classes
-// and
-//            keys point into the notification that was matched; what is behind the two latter is read by match alone.
+// Ownership: the trees are the subscriber's, never copied, and must outlive the filter. Selected attributes point into
+//            the notification that was matched. So do the classes and keys, which match alone reads.
 // Failure:   a node whose attribute cannot be read does not match. std::bad_alloc leaves a call, and from
 //            getAttrSelectNotification an Orv::OrvException for an attribute that cannot be copied; the record then
 //            holds what was copied before and can be freed.

@@ -283,6 +283,22 @@ TEST(RegularExpressionPlain, WhatIsRepeatedIsNoPartOfALiteral)
     }
 }
 
+TEST(RegularExpressionPlain, WhatIsRepeatedBehindALiteralMayBeMissing)
+{
+    for (const char* text : {"A=1.*?,B=2", "A=1.?,B=2", "A=1(^)?,B=2", "A=1($)?,B=2"})
+    {
+        EXPECT_NE(RegularExpression(text, REG_EXTENDED).match("A=1,B=2", 0, nullptr, 0), 0) << text;
+    }
+}
+
+TEST(RegularExpressionPlain, ControlCharactersAreNoPartOfALiteral)
+{
+    for (const char* text : {"A=\x1f.*", "A=\x7f.*", "A=\n.*", "A=\xc3\xa9.*"})
+    {
+        EXPECT_TRUE(isMatched(text, "A=1")) << text;
+    }
+}
+
 TEST(RegularExpressionPlain, OtherAlternativesNeedTheMatcher)
 {
     for (const char* text : {"A=1|B=[0-9]", "A=[0-9]|B=1", "[A]=1|B", "A=1(,C=.)?|B=1", "A|B+"})
