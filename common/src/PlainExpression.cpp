@@ -28,11 +28,11 @@ bool isRepeated(const char* next)
     return isOneOf("*+?{", *next);
 }
 
-// Takes the literal at next, which may be empty. A last character that is repeated is none of it.
+// Takes the literal at next, which may be empty. A last character that is repeated is none of it; next is then at what
+// repeats it, which no caller takes.
 std::string readLiteral(const char*& next)
 {
     std::string literal;
-    const char* last = next;
     for (;;)
     {
         const bool escaped = *next == '\\' && isOneOf(SPECIAL, next[1]);
@@ -40,14 +40,12 @@ std::string readLiteral(const char*& next)
         {
             break;
         }
-        last = next;
         next += escaped ? 1 : 0;
         literal += *next++;
     }
     if (!literal.empty() && isRepeated(next))
     {
         literal.pop_back();
-        next = last;
     }
     return literal;
 }

@@ -253,15 +253,38 @@ bool isMatched(const std::string& expression, const std::string& subject, int co
 
 TEST(RegularExpressionPlain, LiteralsWithPlainTailsNeedNoMatcher)
 {
-    for (const char* text :
-         {"", "^", "$", "^$", ".*", ".*$", "^.*$", "A=1", "^A=1$", "A=1$", "A=1.*", "^A=1.*", "A=1.*$", "A\\.1\\$.*",
-          "A=1.*|^B=2|C$", "A=(1|2|),B.*", "^A=(1)$", "|A", "A=1,B=~!@#%&-_:;\"'<>/` z"})
+    for (const char* text : {"",
+                             "^",
+                             "$",
+                             "^$",
+                             ".*",
+                             ".*$",
+                             "^.*$",
+                             "A=1",
+                             "^A=1$",
+                             "A=1$",
+                             "A=1.*",
+                             "^A=1.*",
+                             "A=1.*$",
+                             "A\\.1\\$.*",
+                             "A=1.*|^B=2|C$",
+                             "C$|A",
+                             "A=(1|2|),B.*",
+                             "^A=(1)$",
+                             "|A",
+                             "A=1,B=~!@#%&-_:;\"'<>/` z"})
     {
         for (const char* subject : {"", "A=1,B=2", "B=2", "A.1$", "A=2,B=7", "C"})
         {
             EXPECT_FALSE(isMatched(text, subject)) << text << " on " << subject;
         }
     }
+}
+
+TEST(RegularExpressionPlain, BlanksAndTildesArePartOfALiteral)
+{
+    EXPECT_FALSE(isMatched("A= 1[0-9]", "A=2"));
+    EXPECT_FALSE(isMatched("A=~1[0-9]", "A=2"));
 }
 
 TEST(RegularExpressionPlain, ASubjectWithoutTheLeadingLiteralNeedsNoMatcher)
