@@ -56,13 +56,55 @@ public:
     }
 
 private:
-    static const size_t MAX_NOTIFICATIONS = 64;
-    static const Poco::Timestamp::TimeDiff MAX_MICROSECONDS = 2000;
+    static constexpr size_t MAX_NOTIFICATIONS = 64;
+    static constexpr Poco::Timestamp::TimeDiff MAX_MICROSECONDS = 2000;
 
     const size_t _limit;
     size_t _notifications;
     bool _isLast;
     Poco::Timestamp _begin;  // a clock that is set makes a group shorter, or as long as its other bound lets it
+};
+
+// Keeps the way back of delivered records open while a batch is handled. For a single message it is not worth it, nor
+// with a single subscription: then this thread has more to do than the one that delivers.
+class NotificationServiceRunnable::OpenReturns
+{
+public:
+    OpenReturns(NotificationServiceRunnable& owner, size_t messages) : _owner(owner), _isOpen(false)
+    {
+        if (messages > 1)
+        {
+            RegistryLock lock(_owner._mutex);
+            if (_owner._subscriptions.size() > 1)
+            {
+                _owner._returns.open();
+                _isOpen = true;
+            }
+        }
+    }
+
+    ~OpenReturns()
+    {
+        if (_isOpen)
+        {
+            try
+            {
+                RegistryLock lock(_owner._mutex);
+                _owner._returns.close();
+            }
+            catch (const Poco::SystemException&)
+            {
+                // A mutex fails: what is on the way stays until the next batch has passed.
+            }
+        }
+    }
+
+    OpenReturns(const OpenReturns&) = delete;
+    OpenReturns& operator=(const OpenReturns&) = delete;
+
+private:
+    NotificationServiceRunnable& _owner;
+    bool _isOpen;
 };
 
 NotificationServiceRunnable::NotificationServiceRunnable(unsigned int bufferSize)
@@ -119,6 +161,7 @@ void NotificationServiceRunnable::run()
 void NotificationServiceRunnable::handleMessages(const std::deque<Orv::PipeMessage*>& messages)
 {
     NOTIF_TRACE(" >> ");
+    const OpenReturns returns(*this, messages.size());
     RunGroup group(_bufferSize);
     for (auto entry = messages.begin(); entry != messages.end(); ++entry)
     {
@@ -202,7 +245,7 @@ OrvReturnT NotificationServiceRunnable::addSubscription(unsigned int handle, Orv
     try
     {
         subscription = new NotificationSubscription(handle, handler, filter, &_notificationBuffer, startTime, stopTime,
-                                                    heartbeatSupported, heartbeatInterval, _bufferSize);
+                                                    heartbeatSupported, heartbeatInterval, _bufferSize, &_returns);
     }
     // The constructor lets nothing pass, so these two guard the allocation alone.
     catch (const Poco::NoThreadAvailableException& e)
@@ -244,6 +287,7 @@ OrvReturnT NotificationServiceRunnable::removeSubscription(unsigned int handle)
         entry->second->stop();
         delete entry->second;
         _subscriptions.erase(entry);
+        _returns.freeAll();  // what it has delivered last goes before it is said to be removed
     }
     NOTIF_TRACE(" << ");
     return result;
@@ -287,6 +331,7 @@ void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1
     {
         group.clear();
         startDeliveries();
+        _returns.collect();
     }
     NOTIF_TRACE(" << ");
 }
@@ -315,6 +360,7 @@ void NotificationServiceRunnable::offerToSubscriptions(const OrvOamSpiNbiNotific
     for (const auto& entry : _subscriptions)
     {
         NOTIF_TRACE("Sending notification to subscriptionHandle: %d", entry.first);
+        _returns.freeOne();
         entry.second->notify(notification, start);
     }
 }

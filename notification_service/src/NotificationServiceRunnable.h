@@ -7,6 +7,7 @@
 #include <map>
 
 #include "NotificationBuffer.h"
+#include "NotificationReturns.h"
 #include "NotificationSubscription.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
 #include "PipeMessage.h"
@@ -72,6 +73,7 @@ public:
 
 private:
     class RunGroup;
+    class OpenReturns;
 
     void notifyHandlers(OrvOamSpiNbiNotificationValue_1* notification, RunGroup& group);
     void offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification,
@@ -83,6 +85,7 @@ private:
     Poco::FastMutex _mutex;
     std::map<unsigned int, NotificationSubscription*> _subscriptions ORV_GUARDED_BY(_mutex);
     NotificationBuffer _notificationBuffer;
+    NotificationReturns _returns ORV_GUARDED_BY(_mutex);
 };
 
 }  // namespace OrvNbiNotificationService

@@ -56,7 +56,8 @@ NotificationSubscription::NotificationSubscription(unsigned int subscriptionHand
                                                    OrvOamSpiNbiNotificationHandler_1 handler,
                                                    SubscriptionFilter* filter, NotificationBuffer* buffer,
                                                    long long startTime, long long stopTime, bool heartbeatSupported,
-                                                   long long heartbeatInterval, unsigned int queueLimit) noexcept
+                                                   long long heartbeatInterval, unsigned int queueLimit,
+                                                   NotificationReturns* returns) noexcept
     : processQueue(this, &NotificationSubscription::processQueueImpl),
       _handler(handler),
       _handle(subscriptionHandle),
@@ -73,6 +74,7 @@ NotificationSubscription::NotificationSubscription(unsigned int subscriptionHand
       _deregistering(false),
       _timer(0, 0),
       _heartbeatTimer(0, 0),
+      _returns(returns),
       _startDue(false)
 {
     NOTIF_TRACE(" >> ");
@@ -386,10 +388,11 @@ void NotificationSubscription::processQueueImpl()
     NOTIF_TRACE(" >> %s", _deregistering ? "no subscriber" : "");
     if (!_deregistering)
     {
+        NotificationReturns::Bundle delivered(_returns);
         OrvOamSpiNbiNotificationValue_1* notification = nullptr;
         while (popFront(notification))
         {
-            if (actOnAnswer(callHandler(notification), notification) == AfterAnswer::EndRun)
+            if (actOnAnswer(callHandler(notification), notification, delivered) == AfterAnswer::EndRun)
             {
                 break;
             }
@@ -436,12 +439,13 @@ OrvReturnT NotificationSubscription::callHandler(OrvOamSpiNbiNotificationValue_1
 }
 
 NotificationSubscription::AfterAnswer NotificationSubscription::actOnAnswer(
-    OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification)
+    OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification, NotificationReturns::Bundle& delivered)
 {
     OwnedNotification owned(notification);
     switch (answer)
     {
         case OrvOk:
+            delivered.add(std::move(owned));
             return AfterAnswer::NextRecord;
 
         case OrvRetry:

@@ -8,6 +8,7 @@
 #include <deque>
 
 #include "NotificationBuffer.h"
+#include "NotificationReturns.h"
 #include "NotificationThreadStarter.h"
 #include "NotificationUtils.h"
 #include "OrvOamSpiNbiNotificationService_1.h"
@@ -32,11 +33,12 @@ class NotificationSubscription
 {
 public:
     // startTime, stopTime: microseconds since the Unix epoch, 0 for none. heartbeatInterval: seconds. queueLimit:
-    // records that may wait before the backlog is thrown away. Takes the filter, which may be null.
+    // records that may wait before the backlog is thrown away. Takes the filter, which may be null. returns: where
+    // delivered records go, null to free them at once; borrowed.
     NotificationSubscription(unsigned int subscriptionHandle, OrvOamSpiNbiNotificationHandler_1 handler,
                              SubscriptionFilter* filter, NotificationBuffer* buffer, long long startTime,
                              long long stopTime, bool heartbeatSupported, long long heartbeatInterval,
-                             unsigned int queueLimit) noexcept;
+                             unsigned int queueLimit, NotificationReturns* returns = nullptr) noexcept;
 
     // stop must have been called. Waits for a timer's callback that outlived it, and for the delivery run that this may
     // have started.
@@ -93,8 +95,8 @@ private:
     void processQueueImpl() ORV_RELEASE(_processMutex);
     bool popFront(OrvOamSpiNbiNotificationValue_1*& notification) ORV_REQUIRES(_processMutex);
     OrvReturnT callHandler(OrvOamSpiNbiNotificationValue_1* notification) ORV_REQUIRES(_processMutex);
-    AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification)
-        ORV_REQUIRES(_processMutex);
+    AfterAnswer actOnAnswer(OrvReturnT answer, OrvOamSpiNbiNotificationValue_1* notification,
+                            NotificationReturns::Bundle& delivered) ORV_REQUIRES(_processMutex);
     static OrvOamSpiNbiNotificationValue_1* createOverflowNotification();
 
     Poco::ActiveMethod<void, void, NotificationSubscription, NotificationThreadStarter<NotificationSubscription>>
@@ -118,7 +120,8 @@ private:
     Poco::Timer _timer;
     Poco::Timer _heartbeatTimer;
     Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
-    bool _startDue;                // under the registry lock
+    NotificationReturns* const _returns;
+    bool _startDue;  // under the registry lock
     // What the filter may fill for its next selection. Null until it is asked, and after a selection.
     OwnedNotification _selection ORV_GUARDED_BY(_queueMutex);
 };

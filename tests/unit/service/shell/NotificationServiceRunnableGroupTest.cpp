@@ -1,10 +1,12 @@
-// The delivery runs that several notifications in a row start together.
+// What several notifications in a row have in common: the delivery runs that they start together, and the way back of
+// the records that have been delivered meanwhile.
 #include <Poco/Exception.h>
 
 #include <deque>
 #include <functional>
 #include <memory>
 
+#include "AttributeLedger.h"
 #include "ManualClock.h"
 #include "MutexFault.h"
 #include "NbiNotification.h"
@@ -23,7 +25,7 @@ typedef std::deque<Orv::PipeMessage*> Batch;
 
 Orv::PipeMessage* record(int64_t eventTime = 1000)
 {
-    return new NbiNotification(&*makeNotification(eventTime, "A=1", objectCreated));
+    return new NbiNotification(&*makeNotification(eventTime, "A=1", objectCreated, {int32Attribute("x", 1)}));
 }
 
 Batch records(size_t count)
@@ -226,6 +228,105 @@ TEST_F(NotificationServiceRunnableGroup, DeliversEveryNotificationOfALongBatchIn
     registry().handleMessages(batch);
     EXPECT_TRUE(handler.waitFor(sent.size()));
     EXPECT_EQ(handler.dns(), sent);
+}
+
+// The first group is delivered while the test's filter keeps the service thread at the first record of the second.
+TEST_F(NotificationServiceRunnableGroup, FreesDeliveredRecordsOnTheThreadThatHasMadeThem)
+{
+    RecordingHandler first(1);
+    RecordingHandler second(2);
+    unsigned int asked = 0;
+    const auto whenAsked = [&]
+    {
+        if (++asked == 65)
+        {
+            EXPECT_TRUE(first.waitFor(64));
+            EXPECT_TRUE(second.waitFor(64));
+        }
+    };
+    add(1, whenAsked);
+    add(2);
+    const Batch batch = records(66);
+    const AttributeLedger ledger;
+    registry().handleMessages(batch);
+    EXPECT_GE(ledger.releases.size(), batch.size() + 32) << "the messages' own records, and some of those delivered";
+    EXPECT_FALSE(registry()._returns._open);
+    EXPECT_TRUE(registry()._returns._returned.empty());
+    EXPECT_TRUE(registry()._returns._collected.empty());
+}
+
+class NotificationServiceRunnableReturns : public NotificationServiceRunnableGroup
+{
+protected:
+    // Whether the way back is open while a batch of so many is handled.
+    bool isOpenFor(size_t messages)
+    {
+        _wasOpen = false;
+        registry().handleMessages(records(messages));
+        EXPECT_FALSE(registry()._returns._open);
+        return _wasOpen;
+    }
+    void addLooking(unsigned int handle)
+    {
+        add(handle, [this] { _wasOpen = registry()._returns._open; });
+    }
+
+private:
+    bool _wasOpen = false;
+};
+
+TEST_F(NotificationServiceRunnableReturns, AreOpenForSeveralNotificationsToSeveralSubscriptions)
+{
+    addLooking(1);
+    EXPECT_FALSE(isOpenFor(2)) << "a single subscription";
+    addLooking(2);
+    EXPECT_FALSE(isOpenFor(1)) << "a single notification";
+    EXPECT_TRUE(isOpenFor(2));
+}
+
+TEST_F(NotificationServiceRunnableReturns, AreClosedWhenANotificationEndsTheThread)
+{
+    std::unique_ptr<MutexFault> fault;
+    add(1, [&] { fault = std::make_unique<MutexFault>(registry()._notificationBuffer._mutex, MutexFault::lockFails); });
+    add(2);
+    const std::unique_ptr<Orv::PipeMessage> unreached(record());
+    EXPECT_THROW(registry().handleMessages({record(), record(), unreached.get()}), Poco::SystemException);
+    EXPECT_FALSE(registry()._returns._open);
+}
+
+TEST_F(NotificationServiceRunnableReturns, StayAsTheyAreWhenTheRegistryCannotBeLockedAtTheEnd)
+{
+    std::unique_ptr<MutexFault> fault;
+    bool isArmed = true;
+    const auto whenAsked = [&]
+    {
+        if (isArmed)
+        {
+            fault = std::make_unique<MutexFault>(registry()._mutex, MutexFault::lockFails);
+        }
+    };
+    add(1);
+    add(2, whenAsked);
+    const std::unique_ptr<Orv::PipeMessage> unreached(record());
+    EXPECT_THROW(registry().handleMessages({record(), record(), unreached.get()}), Poco::SystemException);
+    fault.reset();
+    isArmed = false;
+    EXPECT_TRUE(registry()._returns._open);
+    registry().handleMessages(records(2));
+    EXPECT_FALSE(registry()._returns._open);
+}
+
+TEST_F(NotificationServiceRunnableReturns, AreEmptiedByARemoval)
+{
+    RecordingHandler handler(1);
+    add(1);
+    registry()._returns.open();
+    registry().notifyHandlers(&*makeNotification(1000, "A=1", objectCreated));
+    ASSERT_TRUE(handler.waitForDn("A=1"));
+    EXPECT_EQ(OrvOk, registry().removeSubscription(1));
+    EXPECT_TRUE(registry()._returns._returned.empty());
+    EXPECT_TRUE(registry()._returns._collected.empty());
+    registry()._returns.close();
 }
 
 }  // namespace
