@@ -23,6 +23,8 @@ void Account::add(const Account& other)
     notices += other.notices;
     heartbeats += other.heartbeats;
     completions += other.completions;
+    derivedDeletes += other.derivedDeletes;
+    derivedControls += other.derivedControls;
 }
 
 const char* nameOf(Manner manner)

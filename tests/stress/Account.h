@@ -26,6 +26,8 @@ struct Account
     uint64_t notices = 0;
     uint64_t heartbeats = 0;
     uint64_t completions = 0;
+    uint64_t derivedDeletes = 0;   // deletes that a subtree filter has derived
+    uint64_t derivedControls = 0;  // control records with the DN of a delete
 
     void add(const Account& other);
 };

@@ -13,6 +13,14 @@ namespace
 
 const uint32_t TYPES = 3;
 
+// Reads all but the attributes.
+bool parseHead(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark)
+{
+    mark.turn = record.txHandle;
+    return parseDn(record.dn, mark) && dnOf(mark) == record.dn && record.eventTime == mark.stamp &&
+           record.notificationType == typeOf(mark.number);
+}
+
 // How many numbers from 1 to `last` have this type.
 uint32_t countOfType(int32_t type, uint32_t last)
 {
@@ -52,12 +60,8 @@ bool parseDn(const char* dn, Mark& mark)
 
 bool parse(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark)
 {
-    if (!parseDn(record.dn, mark) || dnOf(mark) != record.dn || record.eventTime != mark.stamp ||
-        record.notificationType != typeOf(mark.number))
-    {
-        return false;
-    }
-    if (record.attributes == nullptr || record.attributes[0] == nullptr || record.attributes[1] != nullptr)
+    if (!parseHead(record, mark) || record.attributes == nullptr || record.attributes[0] == nullptr ||
+        record.attributes[1] != nullptr)
     {
         return false;
     }
@@ -66,9 +70,14 @@ bool parse(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark)
     {
         return false;
     }
-    mark.turn = record.txHandle;
     mark.clock = static_cast<uint32_t>(attribute.values[0].u64);
     return attribute.values[0].u64 == valueOf(mark);
+}
+
+bool parseDerived(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark)
+{
+    mark.clock = 1;
+    return parseHead(record, mark) && record.notificationType == objectDeleted && record.attributes == nullptr;
 }
 
 uint64_t valueOf(const Mark& mark)

@@ -39,6 +39,9 @@ bool parseDn(const char* dn, Mark& mark);
 
 // Reads all of a record. False if it is not what the producer of such a record has pushed.
 bool parse(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark);
+// The same for what a subtree filter makes of a delete, which has no attributes. Its mark says that the clock was just
+// being changed, from which nothing follows.
+bool parseDerived(const OrvOamSpiNbiNotificationValue_1& record, Mark& mark);
 
 // A record that says so of itself. Not to be moved.
 class MarkedRecord

@@ -63,6 +63,7 @@ void Oracle::open(const std::string& name, const Wish& wish, int64_t coveredBefo
     _deregistered = false;
     _awaitingRepeat = false;
     _lastSeen = Identity();
+    _passed = _live ? Passed::Nothing : Passed::Unknown;
     _purgeProducers = 0;
     ++_account.subscriptions;
 }
@@ -173,7 +174,8 @@ void Oracle::received(const OrvOamSpiNbiNotificationValue_1& record)
     }
     const bool isControl = record.notificationType >= overflowNotification;
     Mark mark = Mark();
-    if (!isControl && !parse(record, mark))
+    const bool derived = _live && _wish.derivesDeletes() && record.notificationType == objectDeleted;
+    if (!isControl && !(derived ? parseDerived(record, mark) : parse(record, mark)))
     {
         wrong(std::string("not as it was pushed: ") + (record.dn == nullptr ? "(null)" : record.dn));
         return;
@@ -208,6 +210,7 @@ void Oracle::received(const OrvOamSpiNbiNotificationValue_1& record)
     }
     else
     {
+        _account.derivedDeletes += derived ? 1 : 0;
         regular(mark);
     }
 }
@@ -252,7 +255,7 @@ void Oracle::regular(const Mark& mark)
     }
     else if (line.seen)
     {
-        checkMissing(mark.producer, line.last, mark.number, line.explained);
+        measurePurge(mark.producer, checkMissing(mark.producer, line.last, mark.number, line.explained));
     }
     else
     {
@@ -291,6 +294,8 @@ void Oracle::live(const Mark& mark)
     {
         wrong(dnOf(mark) + " came live, but had been handled before the subscription");
     }
+    _passed = Passed::Last;
+    _lastLive = mark;
 }
 
 // A record that came before the last one of this producer, and whose push began after the present one had begun, began
@@ -323,7 +328,7 @@ void Oracle::checkClock(const Mark& mark)
     }
 }
 
-void Oracle::checkMissing(unsigned int producer, uint32_t after, uint32_t before, uint32_t explained)
+uint32_t Oracle::checkMissing(unsigned int producer, uint32_t after, uint32_t before, uint32_t explained)
 {
     const Selection& selection = _wish.selection;
     const uint32_t all = selection.count(after, before);
@@ -346,7 +351,7 @@ void Oracle::checkMissing(unsigned int producer, uint32_t after, uint32_t before
             _account.purged += missing - unexplained;
         }
     }
-    measurePurge(producer, missing);
+    return missing;
 }
 
 void Oracle::measurePurge(unsigned int producer, uint32_t missing)

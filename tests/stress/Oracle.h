@@ -11,10 +11,20 @@
 namespace OrvStress
 {
 
+// How a subscription says what it wants.
+enum class Shape
+{
+    Expressions,  // legacy filters
+    Producers,    // a tree for each producer
+    Records,      // trees down to the records themselves: the filter keeps the DN of a delete
+    Attributes    // these with a selection of the attribute
+};
+
 // What a subscription is asked for.
 struct Wish
 {
     Selection selection = Selection::everything();
+    Shape shape = Shape::Expressions;
     int64_t startTime = 0;  // 0: no replay; otherwise earlier than now
     int64_t stopTime = 0;
     bool heartbeat = false;
@@ -24,6 +34,9 @@ struct Wish
     Checkpoint from = Checkpoint();
     bool toCheckpoint = false;  // in the past, with all up to it processed
     Checkpoint to = Checkpoint();
+
+    // A live delete comes without its attributes, and gives its DN to the control records behind it.
+    bool derivesDeletes() const { return shape == Shape::Records || shape == Shape::Attributes; }
 };
 
 // Knows what one subscription must have seen and may have seen, and compares. What it does not hold against the
@@ -33,8 +46,9 @@ struct Wish
 // not been refused or discarded. Records of a producer come in its order, and none is missing that no overflow record
 // and no refusal explains. Live records of different producers come in the order of their pushes. A replay ascends by
 // time, begins where it must and comes before everything live. Gap, replay complete, notification complete, discarded
-// old and heartbeat records come when they are due and not otherwise. A record answered with a retry comes again, or an
-// overflow record does. Nothing comes after the end.
+// old and heartbeat records come when they are due and not otherwise. They bear no DN but that of the delete that a
+// subtree filter has seen last. A record answered with a retry comes again, or an overflow record does. Nothing comes
+// after the end.
 //
 // Threads: one at a time; the owner locks.
 class Oracle
@@ -54,9 +68,7 @@ public:
 
     bool isOpen() const { return _open; }
     bool completed() const { return _completed; }
-    bool deregistered() const { return _deregistered; }
     uint64_t heartbeats() const { return _heartbeats; }
-    uint64_t calls() const { return _calls; }
     // All wanted records up to these numbers have come, or something behind them has.
     bool hasPassed(const Numbers& numbers) const;
     // The last record that came was neither replayed nor a control record.
@@ -88,6 +100,14 @@ private:
         bool operator==(const Identity& other) const;
     };
 
+    // What a subtree filter has let pass last.
+    enum class Passed
+    {
+        Nothing,
+        Last,  // the last live record that came
+        Unknown
+    };
+
     enum class Verdict
     {
         Due,
@@ -102,8 +122,10 @@ private:
     void live(const Mark& mark);
     void checkOrder(const Mark& mark, Line& line);
     void checkClock(const Mark& mark);
-    void checkMissing(unsigned int producer, uint32_t after, uint32_t before, uint32_t explained);
+    // Gives how many are missing, with an explanation or without.
+    uint32_t checkMissing(unsigned int producer, uint32_t after, uint32_t before, uint32_t explained);
     void control(const OrvOamSpiNbiNotificationValue_1& record);
+    bool bearsADelete(const OrvOamSpiNbiNotificationValue_1& record) const;
     void overflow();
     void notice(int64_t newTime);
     void heartbeat(int64_t time);
@@ -129,6 +151,9 @@ private:
     // When an overflow record comes, its purge is over: what it took had been pushed by now. What was pushed later
     // must come.
     void toleratePurged();
+    // A replay shows the filter records that it does not give, and a purge takes what has passed: then the delete may
+    // be any. At the end one can have passed that is not queued any more.
+    bool tolerateOtherDelete(const Mark& mark, int32_t type) const;
 
     Ledger& _ledger;
     Complaints& _complaints;
@@ -165,6 +190,8 @@ private:
     bool _deregistered = false;
     bool _awaitingRepeat = false;
     Identity _lastSeen{};
+    Passed _passed = Passed::Nothing;
+    Mark _lastLive{};
 
     // The purge that is being measured: producers still to be seen, and what is missing so far.
     unsigned int _purgeProducers = 0;

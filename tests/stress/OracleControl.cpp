@@ -21,10 +21,13 @@ std::string text(int64_t number)
 void Oracle::control(const OrvOamSpiNbiNotificationValue_1& record)
 {
     const int32_t type = record.notificationType;
-    if (record.dn != nullptr || (record.attributes != nullptr && record.attributes[0] != nullptr))
+    const bool bare = record.dn == nullptr && (record.attributes == nullptr || record.attributes[0] == nullptr);
+    if (!bare && !bearsADelete(record))
     {
-        wrong("a control record of type " + text(type) + " with content");
+        wrong("a control record of type " + text(type) + " with content" + (record.dn != nullptr ? ": " : "") +
+              (record.dn != nullptr ? record.dn : ""));
     }
+    _account.derivedControls += bare ? 0 : 1;
     if (type != discardedOld && (record.eventTime < _openTime || record.eventTime > systemTime()))
     {
         wrong("a control record of type " + text(type) + " of the time " + text(record.eventTime));
@@ -63,6 +66,26 @@ void Oracle::control(const OrvOamSpiNbiNotificationValue_1& record)
     }
 }
 
+bool Oracle::bearsADelete(const OrvOamSpiNbiNotificationValue_1& record) const
+{
+    const int32_t type = record.notificationType;
+    const bool asksTheFilter = type == discardedOld || type == heartbeatNotification || type == notificationComplete;
+    Mark mark = Mark();
+    if (!_wish.derivesDeletes() || !asksTheFilter || record.attributes != nullptr || !parseDn(record.dn, mark) ||
+        dnOf(mark) != record.dn || typeOf(mark.number) != objectDeleted || !_wish.selection.wants(mark.producer))
+    {
+        return false;
+    }
+    const bool isLast = mark.producer == _lastLive.producer && mark.number == _lastLive.number;
+    return (_passed == Passed::Last && isLast) || tolerateOtherDelete(mark, type);
+}
+
+bool Oracle::tolerateOtherDelete(const Mark& mark, int32_t type) const
+{
+    const bool refused = type == notificationComplete && mark.number > _lines[mark.producer].last;
+    return (_passed == Passed::Unknown || refused) && mark.number <= _ledger.begun()[mark.producer];
+}
+
 void Oracle::toleratePurged()
 {
     const Numbers begun = _ledger.begun();
@@ -94,6 +117,7 @@ void Oracle::overflow()
         _purgeOther += 1 + (interval > 0 ? static_cast<uint64_t>((systemTime() - _openTime) / (interval * SECOND)) : 0);
     }
     _live = true;
+    _passed = Passed::Unknown;
 }
 
 void Oracle::notice(int64_t newTime)
@@ -180,7 +204,8 @@ void Oracle::judgeEnd()
         const Line& line = _lines[p];
         if (_wish.selection.wants(p))
         {
-            checkMissing(p, line.seen ? line.last : _mustFrom[p], _wish.to.before[p] + 1, line.explained);
+            measurePurge(p,
+                         checkMissing(p, line.seen ? line.last : _mustFrom[p], _wish.to.before[p] + 1, line.explained));
         }
     }
 }

@@ -44,6 +44,24 @@ TEST_F(OracleTest, FindsARecordThatComesTwice)
     EXPECT_EQ(1u, complaints.count());
 }
 
+TEST_F(OracleTest, MeasuresAPurgeThatWasOverBeforeSubscribeReturned)
+{
+    Wish wish;
+    wish.selection.producers = 1;
+    oracle.open("a subscriber", wish, 1);
+    give(push(0));
+    for (unsigned int i = 0; i < LIMIT; ++i)
+    {
+        push(0);
+    }
+    giveControl(overflowNotification, systemTime());
+    oracle.subscribed(1);
+    EXPECT_EQ(0u, oracle.account().purgesMeasured) << "by what came before it";
+    give(push(0));
+    EXPECT_EQ(1u, oracle.account().purgesMeasured);
+    EXPECT_EQ(0u, complaints.count());
+}
+
 TEST_F(OracleTest, FindsARecordThatIsNotWanted)
 {
     Wish wish;

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "Oracle.h"
 
 namespace OrvStress
@@ -37,9 +39,20 @@ protected:
         oracle.answered(answer);
     }
 
-    void giveControl(int32_t type, int64_t time, OrvReturnT answer = OrvOk)
+    // As a subtree filter that reaches down to the records makes it of a live delete.
+    void giveDerived(const Mark& mark)
+    {
+        MarkedRecord record(mark);
+        (*record).attributes = nullptr;
+        oracle.received(*record);
+        oracle.answered(OrvOk);
+    }
+
+    void giveControl(int32_t type, int64_t time, OrvReturnT answer = OrvOk, const Mark* deletion = nullptr)
     {
         OrvOamSpiNbiNotificationValue_1 record = OrvOamSpiNbiNotificationValue_1();
+        std::string dn = deletion != nullptr ? dnOf(*deletion) : "";
+        record.dn = deletion != nullptr ? &dn[0] : nullptr;
         record.eventTime = time;
         record.notificationType = type;
         oracle.received(record);

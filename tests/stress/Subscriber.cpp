@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <shared_mutex>
 #include <utility>
-#include <vector>
-
-#include "Records.h"
 
 namespace OrvStress
 {
@@ -20,30 +17,6 @@ const auto RETRY_PAUSE = std::chrono::milliseconds(10);
 bool takesEverything(Manner manner)
 {
     return manner != Manner::Stuck && manner != Manner::RetryingAlways && manner != Manner::Deregistering;
-}
-
-OrvTest::LegacyFilter filterOf(const Selection& selection)
-{
-    static const char* const names[] = {"", "objectCreated", "objectDeleted", "attributeChanged"};
-    const Selection everything = Selection::everything();
-    std::vector<std::pair<std::string, std::string>> pairs;
-    if (selection.producers == everything.producers && selection.types == everything.types)
-    {
-        return OrvTest::LegacyFilter(pairs);
-    }
-    std::string digits;
-    for (unsigned int p = 0; p < PRODUCERS; ++p)
-    {
-        digits += selection.wants(p) ? std::to_string(p) : "";
-    }
-    for (int32_t type = objectCreated; type <= attributeChanged; ++type)
-    {
-        if (selection.wantsType(type))
-        {
-            pairs.emplace_back(names[type], "Producer=[" + digits + "],.*");
-        }
-    }
-    return OrvTest::LegacyFilter(pairs);
 }
 
 }  // namespace
@@ -141,6 +114,13 @@ bool Subscriber::drawWish(Wish& wish)
     {
         wish.selection.producers = 1 + draw((1u << PRODUCERS) - 1);
         wish.selection.types = 2 * (1 + draw(7));
+    }
+    if (once(2))
+    {
+        static const Shape shapes[] = {Shape::Producers, Shape::Records, Shape::Attributes};
+        wish.shape = shapes[draw(3)];
+        // A tree does not tell one type from another.
+        wish.selection.types = Selection::everything().types;
     }
     if (_habits.replays && !once(3) && !drawReplay(wish))
     {
@@ -244,9 +224,7 @@ bool Subscriber::subscribe(const Wish& wish)
     }
     _released = false;
     _handle = handle;
-    const OrvTest::LegacyFilter filter = filterOf(wish.selection);
-    const OrvReturnT result = table.subscribe(_handlerId, filter.get(), handle, wish.startTime, wish.stopTime,
-                                              wish.heartbeat, wish.heartbeatInterval);
+    const OrvReturnT result = subscribe(wish, handle);
     const int64_t coveredAfter = _service.covered();
     const std::lock_guard<std::mutex> lock(_mutex);
     if (result != OrvOk)
@@ -262,6 +240,20 @@ bool Subscriber::subscribe(const Wish& wish)
     _oracle.subscribed(coveredAfter);
     _subscribedCleanly = _ledger.phase() == _phase && _phase % 2 == 0;
     return true;
+}
+
+OrvReturnT Subscriber::subscribe(const Wish& wish, unsigned int handle)
+{
+    OrvOamSpiNbiNotificationService& table = _service.table();
+    if (wish.shape == Shape::Expressions)
+    {
+        const OrvTest::LegacyFilter filter = filterOf(wish.selection);
+        return table.subscribe(_handlerId, filter.get(), handle, wish.startTime, wish.stopTime, wish.heartbeat,
+                               wish.heartbeatInterval);
+    }
+    _trees = treesOf(wish.selection, wish.shape);
+    return table.rfcFilterSubscribe(_handlerId, _trees.get(), handle, wish.startTime, wish.stopTime, wish.heartbeat,
+                                    wish.heartbeatInterval);
 }
 
 void Subscriber::spend(const Wish& wish)

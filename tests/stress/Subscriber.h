@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Account.h"
+#include "Filters.h"
 #include "Ledger.h"
 #include "Oracle.h"
 #include "Service.h"
@@ -69,6 +70,7 @@ private:
     bool drawWish(Wish& wish);
     bool drawReplay(Wish& wish);
     bool subscribe(const Wish& wish);
+    OrvReturnT subscribe(const Wish& wish, unsigned int handle);
     void spend(const Wish& wish);
     void subscribeTwice();
     void leave();
@@ -95,6 +97,7 @@ private:
     std::mt19937_64 _random;  // of the living thread
     unsigned int _handlerId;
     unsigned int _lives;
+    OrvTest::Trees _trees;  // of the last subscription that had any, which looks at them until it is removed
 
     std::atomic<unsigned int> _handle{0};
     std::atomic<uint32_t> _phase{0};  // in which the present life began

@@ -51,9 +51,10 @@ void report(World& world)
                 sum.subscriptions, sum.delivered, sum.replayed, sum.offeredAgain, sum.purged, sum.overflows,
                 sum.purgesMeasured, sum.refused);
     std::printf("%" PRIu64 " gaps (%" PRIu64 " judged), %" PRIu64 " seams and %" PRIu64
-                " ends of replays judged, %" PRIu64 " notices, %" PRIu64 " heartbeats, %" PRIu64 " completions\n",
-                sum.gaps, sum.gapsJudged, sum.seamsJudged, sum.endsJudged, sum.notices, sum.heartbeats,
-                sum.completions);
+                " ends of replays judged, %" PRIu64 " notices, %" PRIu64 " heartbeats, %" PRIu64
+                " completions; %" PRIu64 " derived deletes, %" PRIu64 " control records with a DN\n",
+                sum.gaps, sum.gapsJudged, sum.seamsJudged, sum.endsJudged, sum.notices, sum.heartbeats, sum.completions,
+                sum.derivedDeletes, sum.derivedControls);
     std::fflush(stdout);
 }
 
@@ -73,6 +74,8 @@ void requireVariety(World& world)
         {"a notice of a clock change", sum.notices},
         {"a heartbeat", sum.heartbeats},
         {"a stop time", sum.completions},
+        {"a delete that a subtree filter has derived", sum.derivedDeletes},
+        {"a control record with the DN of a delete", sum.derivedControls},
         {"a restart", world.ledger().restarts()},
         {"a refusal for the stamp", world.ledger().stampsRefused()}};
     for (const auto& [what, count] : counts)
