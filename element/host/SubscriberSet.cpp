@@ -231,6 +231,12 @@ OrvReturnT SubscriberSet::notify(unsigned int handle, OrvOamSpiNbiNotificationVa
     try
     {
         const CallScope call(*subscriber->set);
+        if (record == nullptr)
+        {
+            LogService::write(
+                4, "subscriber \"" + subscriber->name + "\": a record is lost: the service found no memory for it");
+            return OrvOk;
+        }
         subscriber->set->accept(*subscriber, *record);
         return OrvOk;
     }

@@ -1,11 +1,9 @@
 #include "LogService.h"
 
-#include <Poco/Message.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vector>
-
+#include "TestChannel.h"
 #include "Trace.h"
 
 namespace OrvElement
@@ -15,17 +13,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// Keeps the lines with their priorities.
-class TestChannel : public Poco::Channel
-{
-public:
-    void log(const Poco::Message& message) override
-    {
-        lines.push_back(std::to_string(message.getPriority()) + " " + message.getText());
-    }
-    std::vector<std::string> lines;
-};
 
 void vlog(int severity, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void vlog(int severity, const char* format, ...)

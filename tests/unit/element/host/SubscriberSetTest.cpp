@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "ElementError.h"
+#include "LogService.h"
+#include "TestChannel.h"
 
 namespace OrvElement
 {
@@ -80,6 +82,9 @@ public:
     {
         return _handler.notify(handle, &record);
     }
+
+    // What the service does where a record's copy found no memory.
+    OrvReturnT deliverNothing(unsigned int handle) { return _handler.notify(handle, nullptr); }
 
     OrvReturnT deliver(unsigned int handle, int32_t type)
     {
@@ -437,6 +442,20 @@ TEST_F(SubscriberSetTest, AnswersFailureIfTheReceiverThrows)
                       { throw std::runtime_error("receiver"); });
     set.add(named("a"));
     EXPECT_EQ(service.deliver(101, objectCreated), OrvFailure);
+}
+
+TEST_F(SubscriberSetTest, TakesARecordForWhichTheServiceFoundNoMemoryAndSaysThatItIsLost)
+{
+    const Poco::AutoPtr<TestChannel> channel = new TestChannel;
+    const LogService log(LogService::DEFAULT_LEVEL, channel);
+    SubscriberSet set(service.portal, model(), recorder());
+    set.add(named("a"));
+    EXPECT_EQ(service.deliverNothing(101), OrvOk);
+    EXPECT_THAT(received, IsEmpty());
+    EXPECT_THAT(channel->lines,
+                ElementsAre("4 subscriber \"a\": a record is lost: the service found no memory for it"));
+    EXPECT_EQ(service.deliver(101, objectCreated), OrvOk);
+    EXPECT_THAT(received, ElementsAre(Pair("a", objectCreated)));
 }
 
 TEST_F(SubscriberSetTest, FlushesWithAMarkerThatPassesEverySubscriptionAndIsNotShown)
