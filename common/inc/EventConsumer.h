@@ -19,6 +19,15 @@
 namespace Orv
 {
 
+// What an event consumer's callback has seen of its object, which may go meanwhile: one look has to do for the
+// assertion and for the call. The parameter has the name that the assertion tells.
+template <typename Consumer>
+Consumer* required(Consumer* _instance)
+{
+    assert(_instance);
+    return _instance;
+}
+
 // Turns the event router's plain callback, which carries no context, into a call of a member function. Each pair of
 // subscriber type and instanceNumber has one live object at most: a second one is a programming error that ends the
 // process, and so is start while started and a router that refuses in start.
@@ -116,7 +125,7 @@ public:
         ORV_TRACE(Trace::Common, " >> ");
         const CallbackScope scope;
         // Const, since g++ 12 reads another variable wrongly in the call below if it looks for undefined behaviour.
-        EventConsumer* const consumer = liveObject();
+        EventConsumer* const consumer = required(_instance.load());
         try
         {
             (consumer->_subscriber->*consumer->_member)(eventType, value);
@@ -164,18 +173,6 @@ private:
             router.unregisterConsumer(_handle, &_consumer);
             throw;
         }
-    }
-
-    static EventConsumer* liveObject()
-    {
-        EventConsumer* object = nullptr;
-        while (object == nullptr)
-        {
-            // The object may go between the two looks: then there is none.
-            assert(_instance);
-            object = _instance;
-        }
-        return object;
     }
 
     // The router keeps the array, so it must outlive the caller's vector.
