@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <iterator>
 #include <memory>
 
@@ -67,10 +68,12 @@ private:
 
 // Keeps the way back of delivered records open while a batch is handled. For a single message it is not worth it, nor
 // with a single subscription: then this thread has more to do than the one that delivers.
+// A mutex that fails at its end is no less an exception than anywhere else, unless there is one already.
 class NotificationServiceRunnable::OpenReturns
 {
 public:
-    OpenReturns(NotificationServiceRunnable& owner, size_t messages) : _owner(owner), _isOpen(false)
+    OpenReturns(NotificationServiceRunnable& owner, size_t messages)
+        : _owner(owner), _exceptions(std::uncaught_exceptions()), _isOpen(false)
     {
         if (messages > 1)
         {
@@ -83,18 +86,17 @@ public:
         }
     }
 
-    ~OpenReturns()
+    ~OpenReturns() noexcept(false)
     {
-        if (_isOpen)
+        try
         {
-            try
+            close();
+        }
+        catch (const Poco::SystemException&)
+        {
+            if (std::uncaught_exceptions() == _exceptions)
             {
-                RegistryLock lock(_owner._mutex);
-                _owner._returns.close();
-            }
-            catch (const Poco::SystemException&)
-            {
-                // A mutex fails: what is on the way stays until the next batch has passed.
+                throw;
             }
         }
     }
@@ -103,7 +105,17 @@ public:
     OpenReturns& operator=(const OpenReturns&) = delete;
 
 private:
+    void close()
+    {
+        if (_isOpen)
+        {
+            RegistryLock lock(_owner._mutex);
+            _owner._returns.close();
+        }
+    }
+
     NotificationServiceRunnable& _owner;
+    const int _exceptions;
     bool _isOpen;
 };
 

@@ -316,6 +316,26 @@ TEST_F(NotificationServiceRunnableReturns, StayAsTheyAreWhenTheRegistryCannotBeL
     EXPECT_FALSE(registry()._returns._open);
 }
 
+TEST_F(NotificationServiceRunnableReturns, ThatCannotBeClosedAreAnExceptionOfTheBatch)
+{
+    std::unique_ptr<MutexFault> fault;
+    unsigned int asked = 0;
+    const auto whenAsked = [&]
+    {
+        if (++asked == 2)
+        {
+            fault = std::make_unique<MutexFault>(registry()._mutex, MutexFault::lockFails);
+        }
+    };
+    add(1);
+    add(2, whenAsked);
+    EXPECT_THROW(registry().handleMessages(records(2)), Poco::SystemException);
+    fault.reset();
+    EXPECT_EQ(2u, asked) << "all of the batch was handled";
+    registry().handleMessages(records(2));
+    EXPECT_FALSE(registry()._returns._open);
+}
+
 TEST_F(NotificationServiceRunnableReturns, AreEmptiedByARemoval)
 {
     RecordingHandler handler(1);
