@@ -203,7 +203,8 @@ TEST(FrameworkFault, ThatCallsBackMakesNoDifference)
     }
     sweepCallbacks(terminating(), "unregisterComponent");
     sweepCallbacks(traced(starting()), "trace.vtrace");
-    sweepCallbacks(traced(stopping()), "trace.vtrace");
+    // A trace does not wait for the event, and a clock change that the router delivers too late ends the process.
+    sweepCallbacks(traced(stopping()), "trace.vtrace", false);
     sweepCallbacks(changingTheClock(), "log.vlog");
 }
 

@@ -96,7 +96,7 @@ int pushFromElsewhere(FakeFramework& framework)
 thread_local bool callingBack = false;
 
 // Events are waited for on the service thread alone: the life cycle thread holds what a batch of events needs.
-int callBack(FakeFramework& framework, bool mayWait)
+int callBack(FakeFramework& framework, bool mayWait, bool withClockChange)
 {
     if (callingBack)
     {
@@ -106,7 +106,10 @@ int callBack(FakeFramework& framework, bool mayWait)
     const std::shared_ptr<CmEvent> event = std::make_shared<CmEvent>(999000, 1);
     event->operation("Meanwhile=2", objectCreated);
     framework.router().post(event);
-    framework.router().postClockChange(1000);
+    if (withClockChange)
+    {
+        framework.router().postClockChange(1000);
+    }
     if (mayWait)
     {
         framework.router().drain();
@@ -139,12 +142,12 @@ void sweepLateness(const Scenario& scenario, const std::string& call)
     sweep(scenario, faultOf(call, "answers late", false, pushFromElsewhere), {{Outcome::passed}});
 }
 
-void sweepCallbacks(const Scenario& scenario, const std::string& call)
+void sweepCallbacks(const Scenario& scenario, const std::string& call, bool withClockChange)
 {
     const bool isLog = call.find("getInterface") == std::string::npos && call.find('.') != std::string::npos;
     const std::thread::id lifeCycleThread = std::this_thread::get_id();
     const auto answer = [=](FakeFramework& framework)
-    { return callBack(framework, !isLog && std::this_thread::get_id() != lifeCycleThread); };
+    { return callBack(framework, !isLog && std::this_thread::get_id() != lifeCycleThread, withClockChange); };
     FaultKind kind = faultOf(call, "calls back", false, answer);
     const auto disarm = kind.disarm;
     kind.disarm = [disarm](FakeFramework& framework)

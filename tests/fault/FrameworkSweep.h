@@ -15,8 +15,8 @@ void sweepRefusals(const Scenario& scenario, const std::string& call, const Expe
 void sweepAnswer(const Scenario& scenario, const std::string& call, int answer, const Expectation& expected);
 // One of them does not return before another thread has pushed a record. It must make no difference.
 void sweepLateness(const Scenario& scenario, const std::string& call);
-// During one of them the framework pushes a record, and its event thread brings a CM event and a clock change. It must
-// make no difference.
-void sweepCallbacks(const Scenario& scenario, const std::string& call);
+// During one of them the framework pushes a record, and its event thread brings a CM event, and a clock change unless
+// told not to. It must make no difference.
+void sweepCallbacks(const Scenario& scenario, const std::string& call, bool withClockChange = true);
 
 }  // namespace OrvTest
