@@ -19,7 +19,9 @@ namespace Orv
 //   - one with * or + or {m,} behind something that can be empty, as in (a*)* or (^)+;
 //   - one that is too long, or has too many operators or anchors. What is repeated by {m,n} is counted as if it was
 //     written out.
-// Time of a match: at worst the square of the subject's length. Where finding literals is enough to tell the match
+// Time and memory of one match grow with the square of the subject's length or more. Operators behind a repetition are
+// the dearest: .*a.{90}c takes 0.2 s and 52 MB for 500 characters, 21 s and 0.4 GB for 4000. The memory is given back
+// after the match, when the expression is compiled anew. Where finding literals is enough to tell the match
 // (PlainExpression), the C library's matcher is not asked.
 // Threads:   match may be called by several threads at once; it takes _mutex around the C library's matcher, as that
 //            would take its own.
@@ -32,6 +34,8 @@ public:
     {
         // Characters, each bracket counting as one.
         MAX_LENGTH = 16384,
+        // The same once anything has * or + or {m,}: each character of the subject may take memory for all these.
+        MAX_LENGTH_UNLIMITED = 2048,
         // Of these: . [ ( | ^ $ * + ? and escapes like \w. What stands under {m,n} counts n times and at least n, under
         // {m,} m + 1 times, and under + twice.
         MAX_OPERATORS = 100,

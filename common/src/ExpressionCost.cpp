@@ -58,6 +58,7 @@ public:
         result.operators = whole.operators;
         result.anchors = whole.anchors;
         result.endlessNothing = _endlessNothing;
+        result.unlimited = _unlimited;
         result.backReference = _backReference;
         result.alternation = _alternation;
         return result;
@@ -277,6 +278,7 @@ private:
     {
         Cost& atom = _groups.back().atom;
         _endlessNothing = _endlessNothing || (unlimited && atom.mayBeEmpty);
+        _unlimited = _unlimited || unlimited;
         atom.multiply(times);
     }
 
@@ -293,6 +295,7 @@ private:
     const char* _next;
     const bool _extended;
     bool _endlessNothing = false;
+    bool _unlimited = false;
     bool _backReference = false;
     bool _alternation = false;
     std::vector<Group> _groups;

@@ -21,6 +21,7 @@ struct ExpressionCost
     // ^ $ \b \B \< \> \` \' on the dearest way through the expression: those of branches are not added up.
     size_t anchors = 0;
     bool endlessNothing = false;  // * or + or {m,} repeats something that can be empty; an anchor is empty
+    bool unlimited = false;       // it has * or + or {m,}
     bool backReference = false;   // \1 to \9
     bool alternation = false;     // | outside of groups
 };

@@ -18,7 +18,8 @@ const std::chrono::milliseconds MATCHING_TIME(50);
 
 bool isBearable(const ExpressionCost& cost)
 {
-    return cost.length <= RegularExpression::MAX_LENGTH && cost.operators <= RegularExpression::MAX_OPERATORS &&
+    const size_t maxLength = cost.unlimited ? RegularExpression::MAX_LENGTH_UNLIMITED : RegularExpression::MAX_LENGTH;
+    return cost.length <= maxLength && cost.operators <= RegularExpression::MAX_OPERATORS &&
            cost.anchors <= RegularExpression::MAX_ANCHORS && !cost.endlessNothing && !cost.backReference;
 }
 

@@ -104,6 +104,26 @@ TEST(RegularExpressionLimit, OperatorsCountForTheLengthToo)
     EXPECT_FALSE(isValid(text + "a\\{1\\}}", 0)) << "the second brace is a plain character";
 }
 
+// Behind such a repetition the C library holds, at each character, all places that the literal may have got to.
+TEST(RegularExpressionLimit, WhatRepeatsWithoutLimitMayHaveTwoThousandCharacters)
+{
+    const auto filled = [](const std::string& head, int counted, const std::string& tail)
+    { return head + std::string(static_cast<size_t>(counted), 'a') + tail; };
+    EXPECT_TRUE(isValid(filled(".*", 2048 - 4, "[bc]$")));
+    EXPECT_FALSE(isValid(filled(".*", 2048 - 3, "[bc]$")));
+    EXPECT_TRUE(isValid(filled("", 2048 - 2, "b*")));
+    EXPECT_FALSE(isValid(filled("", 2048 - 1, "b*")));
+    EXPECT_TRUE(isValid(filled("", 2048 - 3, "b+"))) << "counted as bb*";
+    EXPECT_FALSE(isValid(filled("", 2048 - 2, "b+")));
+    EXPECT_TRUE(isValid(filled("", 2048 - 2, "b{1,}"))) << "counted as bb";
+    EXPECT_FALSE(isValid(filled("", 2048 - 1, "b{1,}")));
+    EXPECT_FALSE(isValid(filled("(b*|", 2048, ")c"))) << "wherever it stands";
+    EXPECT_FALSE(isValid(filled("", 2048, "b*"), 0)) << "in the basic syntax, too";
+    EXPECT_TRUE(isValid(filled("", 16384 - 2, "b?"))) << "a limited one is none";
+    EXPECT_TRUE(isValid(filled("", 16384 - 9, "b{0,9}")));
+    EXPECT_TRUE(isValid(filled("*", 16384 - 1, ""), 0)) << "a plain star is none";
+}
+
 TEST(RegularExpressionLimit, ABracketIsOneCharacter)
 {
     EXPECT_TRUE(isValid(repeated("[[=]=]....]", OPERATORS)));
