@@ -56,6 +56,8 @@ public:
         return _isLast || _notifications >= _limit || currentTime() - _begin >= MAX_MICROSECONDS;
     }
 
+    bool hasOpenedReturns = false;  // of the batch
+
 private:
     static constexpr size_t MAX_NOTIFICATIONS = 64;
     static constexpr Poco::Timestamp::TimeDiff MAX_MICROSECONDS = 2000;
@@ -66,27 +68,17 @@ private:
     Poco::Timestamp _begin;  // a clock that is set makes a group shorter, or as long as its other bound lets it
 };
 
-// Keeps the way back of delivered records open while a batch is handled. For a single message it is not worth it, nor
-// with a single subscription: then this thread has more to do than the one that delivers.
-// A mutex that fails at its end is no less an exception than anywhere else, unless there is one already.
-class NotificationServiceRunnable::OpenReturns
+// Closes the way back of delivered records behind a batch, if a notification has opened it. A mutex that fails here is
+// no less an exception than anywhere else, unless there is one already.
+class NotificationServiceRunnable::CloseReturns
 {
 public:
-    OpenReturns(NotificationServiceRunnable& owner, size_t messages)
-        : _owner(owner), _exceptions(std::uncaught_exceptions()), _isOpen(false)
+    CloseReturns(NotificationServiceRunnable& owner, const RunGroup& group)
+        : _owner(owner), _group(group), _exceptions(std::uncaught_exceptions())
     {
-        if (messages > 1)
-        {
-            RegistryLock lock(_owner._mutex);
-            if (_owner._subscriptions.size() > 1)
-            {
-                _owner._returns.open();
-                _isOpen = true;
-            }
-        }
     }
 
-    ~OpenReturns() noexcept(false)
+    ~CloseReturns() noexcept(false)
     {
         try
         {
@@ -101,13 +93,13 @@ public:
         }
     }
 
-    OpenReturns(const OpenReturns&) = delete;
-    OpenReturns& operator=(const OpenReturns&) = delete;
+    CloseReturns(const CloseReturns&) = delete;
+    CloseReturns& operator=(const CloseReturns&) = delete;
 
 private:
     void close()
     {
-        if (_isOpen)
+        if (_group.hasOpenedReturns)
         {
             RegistryLock lock(_owner._mutex);
             _owner._returns.close();
@@ -115,8 +107,8 @@ private:
     }
 
     NotificationServiceRunnable& _owner;
+    const RunGroup& _group;
     const int _exceptions;
-    bool _isOpen;
 };
 
 NotificationServiceRunnable::NotificationServiceRunnable(unsigned int bufferSize)
@@ -173,8 +165,8 @@ void NotificationServiceRunnable::run()
 void NotificationServiceRunnable::handleMessages(const std::deque<Orv::PipeMessage*>& messages)
 {
     NOTIF_TRACE(" >> ");
-    const OpenReturns returns(*this, messages.size());
     RunGroup group(_bufferSize);
+    const CloseReturns closeReturns(*this, group);
     for (auto entry = messages.begin(); entry != messages.end(); ++entry)
     {
         const std::unique_ptr<Orv::PipeMessage> message(*entry);
@@ -327,6 +319,7 @@ void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1
     }
     NOTIF_TRACE(" >> ");
     RegistryLock lock(_mutex);
+    openReturns(group);
     try
     {
         if (_notificationBuffer.pushNotification(*notification))
@@ -374,6 +367,16 @@ void NotificationServiceRunnable::offerToSubscriptions(const OrvOamSpiNbiNotific
         NOTIF_TRACE("Sending notification to subscriptionHandle: %d", entry.first);
         _returns.freeOne();
         entry.second->notify(notification, start);
+    }
+}
+
+// With a single subscription it is not worth it: then this thread has more to do than the one that delivers.
+void NotificationServiceRunnable::openReturns(RunGroup& group)
+{
+    if (!group.hasOpenedReturns && _subscriptions.size() > 1)
+    {
+        _returns.open();
+        group.hasOpenedReturns = true;
     }
 }
 

@@ -73,11 +73,12 @@ public:
 
 private:
     class RunGroup;
-    class OpenReturns;
+    class CloseReturns;
 
     void notifyHandlers(OrvOamSpiNbiNotificationValue_1* notification, RunGroup& group);
     void offerToSubscriptions(const OrvOamSpiNbiNotificationValue_1& notification,
                               NotificationSubscription::Start start) ORV_REQUIRES(_mutex);
+    void openReturns(RunGroup& group) ORV_REQUIRES(_mutex);
     void startDeliveries() ORV_REQUIRES(_mutex);
 
     bool _running;  // touched on the service thread alone
