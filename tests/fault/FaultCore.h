@@ -90,6 +90,12 @@ bool isOnService();
 // A thread begins as a caller.
 void becomeActor(Actor actor);
 
+bool isServiceThread();
+// Calls what FaultLayer was given for it.
+void tellNews();
+// Around a wait for input.
+void serviceThreadWaits(bool waits);
+
 // The fault, while one is armed for this operation and for what this thread is; else null.
 const Fault* faultFor(Operation operation);
 // Whether this call, which counts, is to fail.

@@ -131,6 +131,11 @@ void becomeActor(Actor actor)
     actorOfThisThread = actor;
 }
 
+bool isServiceThread()
+{
+    return actorOfThisThread == Actor::serviceThread;
+}
+
 const Fault* faultFor(Operation operation)
 {
     const bool wanted = armed.load(std::memory_order_acquire) && currentFault.operation == operation &&

@@ -51,11 +51,15 @@ public:
     static void arm(const Fault& fault);
     // Returns whether the fault has been met.
     static bool disarm();
+    // Whether a mutex has failed so far, and the failing unlock has freed it.
+    static bool hasMutexFailed();
 
     // What threads that the service makes from now on are.
     static void threadsAre(Actor actor);
-    // Called on a thread of the service when it has ended, before it is gone. Null for nothing.
-    static void whenServiceThreadEnds(void (*action)());
+    // Called when the service thread is about to wait for its input, when it has ended, before it is gone, and when a
+    // mutex has failed, on that thread. Null for nothing.
+    static void whenThereIsNews(void (*action)());
+    static bool isServiceThreadWaiting();   // for its input
     static unsigned int serviceThreads();   // alive
     static unsigned int threads();          // of any kind made by the service, alive
     static unsigned int unjoinedThreads();  // alive or ended, and neither joined nor detached

@@ -34,7 +34,19 @@ extern "C"
             errno = error();
             return -1;
         }
-        return ORV_REAL(select)(count, readable, writable, exceptional, timeout);
+        const bool waits = isServiceThread();
+        if (waits)
+        {
+            serviceThreadWaits(true);
+        }
+        const int result = ORV_REAL(select)(count, readable, writable, exceptional, timeout);
+        if (waits)
+        {
+            const int cause = errno;
+            serviceThreadWaits(false);
+            errno = cause;
+        }
+        return result;
     }
 
     int nanosleep(const timespec* request, timespec* remaining)

@@ -17,6 +17,7 @@ ORV_REPLACES(pthread_mutex_unlock);
 
 Addresses metMutexes;
 Addresses heldByService;
+std::atomic<bool> mutexHasFailed{false};
 
 bool isLockOfService(const void* caller)
 {
@@ -31,12 +32,19 @@ bool lockFails(Operation operation, const pthread_mutex_t* mutex)
         return false;
     }
     const Spin spin;
-    unsigned int place = metMutexes.placeOf(mutex);
+    const unsigned int place = metMutexes.placeOf(mutex);
     if (place == metMutexes.count)
     {
         metMutexes.add(mutex);
     }
     return (fault->object == 0 || fault->object == place + 1) && isDue(*fault);
+}
+
+int fail()
+{
+    mutexHasFailed.store(true);
+    tellNews();
+    return error();
 }
 
 void noteHeld(const pthread_mutex_t* mutex)
@@ -61,6 +69,12 @@ void noteFreed(const pthread_mutex_t* mutex)
 void FaultCore::forgetMutexes()
 {
     metMutexes.count = 0;
+    mutexHasFailed.store(false);
+}
+
+bool FaultLayer::hasMutexFailed()
+{
+    return mutexHasFailed.load();
 }
 
 unsigned int FaultLayer::heldMutexes()
@@ -84,7 +98,7 @@ extern "C"
         }
         if (lockFails(Operation::lock, mutex))
         {
-            return error();
+            return fail();
         }
         const int result = function(mutex);
         noteHeld(mutex);
@@ -100,7 +114,7 @@ extern "C"
         }
         if (lockFails(Operation::tryLock, mutex))
         {
-            return error();
+            return fail();
         }
         const int result = function(mutex);
         if (result == 0)
@@ -121,6 +135,6 @@ extern "C"
         const bool failing = lockFails(Operation::unlock, mutex);
         noteFreed(mutex);
         const int result = function(mutex);
-        return failing ? error() : result;
+        return failing ? fail() : result;
     }
 }

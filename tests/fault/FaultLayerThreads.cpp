@@ -33,7 +33,8 @@ std::atomic<Actor> actorOfNewThreads{Actor::poolThread};
 std::atomic<unsigned int> aliveServiceThreads{0};
 std::atomic<unsigned int> aliveThreads{0};
 Addresses unjoined;  // the threads' identifiers, which are addresses here
-std::atomic<void (*)()> serviceThreadEnded{nullptr};
+std::atomic<void (*)()> newsAction{nullptr};
+std::atomic<bool> serviceThreadIsWaiting{false};
 
 void noteThread(pthread_t thread)
 {
@@ -62,11 +63,7 @@ void* runThread(void* start)
     if (thread.actor == Actor::serviceThread)
     {
         aliveServiceThreads.fetch_sub(1);
-        void (*const action)() = serviceThreadEnded.load();
-        if (action != nullptr)
-        {
-            action();
-        }
+        tellNews();
     }
     aliveThreads.fetch_sub(1);
     return result;
@@ -74,14 +71,38 @@ void* runThread(void* start)
 
 }  // namespace
 
+void FaultCore::tellNews()
+{
+    const Exemption here;
+    void (*const action)() = newsAction.load();
+    if (action != nullptr)
+    {
+        action();
+    }
+}
+
+void FaultCore::serviceThreadWaits(bool waits)
+{
+    serviceThreadIsWaiting.store(waits);
+    if (waits)
+    {
+        tellNews();
+    }
+}
+
 void FaultLayer::threadsAre(Actor actor)
 {
     actorOfNewThreads.store(actor);
 }
 
-void FaultLayer::whenServiceThreadEnds(void (*action)())
+void FaultLayer::whenThereIsNews(void (*action)())
 {
-    serviceThreadEnded.store(action);
+    newsAction.store(action);
+}
+
+bool FaultLayer::isServiceThreadWaiting()
+{
+    return serviceThreadIsWaiting.load();
 }
 
 unsigned int FaultLayer::serviceThreads()

@@ -223,6 +223,7 @@ Scenario publishing(bool andWaiting)
         {
             publish(world);
             world.waitFor(world.witness(), 4);
+            world.waitForRest();
             return 0;
         };
     }
@@ -241,7 +242,9 @@ Scenario overflowing()
                     early.subscriber = early.addSubscriber({{"objectDeleted", "B=.*"}});
                     early.holdAt(early.subscriber, "B=0");
                 });
-            for (int i = 0; i <= static_cast<int>(BUFFER_SIZE); ++i)
+            world.deliver(record("B=0", objectDeleted, 1000));
+            world.waitFor(world.subscriber, "B=0");
+            for (int i = 1; i <= static_cast<int>(BUFFER_SIZE); ++i)
             {
                 world.deliver(record("B=" + std::to_string(i), objectDeleted, 1000 + i));
             }
@@ -250,6 +253,7 @@ Scenario overflowing()
         {
             const int answer = world.push(record("B=11", objectDeleted, 1011));
             world.waitFor(world.witness(), 12);
+            world.waitForRest();
             return answer;
         },
         [](World& world)
@@ -280,6 +284,7 @@ Scenario derivingDeletes()
         {
             const int answer = world.push(record("A=1", objectDeleted));
             world.waitFor(world.witness(), 1);
+            world.waitForRest();
             return answer;
         },
         [](World& world)
@@ -307,6 +312,7 @@ Scenario selectingAttributes()
                        {
                            const int answer = world.push(record("A=1", attributeChanged));
                            world.waitFor(world.witness(), 1);
+                           world.waitForRest();
                            return answer;
                        },
                        [](World& world)
@@ -426,6 +432,60 @@ Scenario retrying()
                           return world.received(world.subscriber) == Names{"B=1", "B=1", "B=1", "B=1"};
                       }};
     return retry;
+}
+
+// The service thread waits inside its matches of the two A=1: at the first for the others, which are then one batch,
+// and at the second for the delivery run, held with the first A=1 until then, to be done with that and to go on.
+Scenario givingBack()
+{
+    const auto prepare = [](World& world)
+    {
+        world.framework.objects().setInt32("A=1", "state", 1);
+        world.serve(
+            [](World& early) {
+                early.subscriber =
+                    early.addSubtreeSubscriber({node("A").match(int32Attribute("state", 1)).select({"x"})});
+            });
+        world.holdAt(world.witness(), "A=1");
+    };
+    const auto act = [](World& world)
+    {
+        const std::shared_ptr<std::atomic<int>> matches = std::make_shared<std::atomic<int>>(0);
+        const auto wait = [&world, matches]
+        {
+            const int number = ++*matches;
+            world.wake();
+            if (number == 1)
+            {
+                world.waitUntil([&] { return world.isTold(); });
+            }
+            if (number == 2)
+            {
+                world.release();
+                world.waitFor(world.witness(), 2);
+            }
+        };
+        world.framework.plan().whenCalled("getMoAttribute", wait);
+        world.push(record("A=1"));
+        world.waitUntil([&] { return *matches != 0 || FaultLayer::serviceThreads() == 0; });
+        for (const char* const dn : {"C=1", "C=2", "A=1"})
+        {
+            world.push(record(dn));
+        }
+        world.tell();
+        world.waitFor(world.witness(), 4);
+        world.waitForRest();
+        world.release();
+        return 0;
+    };
+    const auto effect = [](World& world)
+    {
+        const bool complete = isStoredAndWitnessed(world, {"A=1", "C=1", "C=2", "A=1"});
+        world.drain(world.subscriber);
+        return complete && world.received(world.subscriber) == Names{"A=1", "A=1", "type 9"};
+    };
+    Scenario scenario = {"giving back", prepare, act, effect};
+    return scenario;
 }
 
 Scenario traced(Scenario scenario)

@@ -35,7 +35,8 @@ Scenario overflowing();
 Scenario derivingDeletes();
 Scenario selectingAttributes();
 Scenario changingTheClock();
-Scenario retrying();  // a subscriber that takes its record at the fourth try
+Scenario retrying();    // a subscriber that takes its record at the fourth try
+Scenario givingBack();  // a delivery run is done with records while the service thread is in the midst of their batch
 Scenario stopping();
 Scenario terminating();
 Scenario beating();

@@ -48,6 +48,13 @@ const char* nameOf(Actor actor)
     return names[static_cast<int>(actor)];
 }
 
+const char* nameOf(Operation operation)
+{
+    static const char* const names[] = {"allocate", "lock",    "tryLock", "unlock", "createThread", "wait",
+                                        "pause",    "compile", "open",    "read",   "write"};
+    return names[static_cast<int>(operation)];
+}
+
 const char* nameOf(Ending ending)
 {
     static const char* const names[] = {"finished", "aborted", "terminated", "crashed", "failed", "hung"};
@@ -62,6 +69,40 @@ std::string namesOf(const Outcomes& outcomes)
         names += std::string(names.empty() ? "" : ", ") + nameOf(outcome);
     }
     return names;
+}
+
+std::string namesOf(const Turns& turns)
+{
+    std::string names;
+    for (const Turn& turn : turns)
+    {
+        names += (names.empty() ? "" : ", ") + std::to_string(turn.calls) + " " + nameOf(turn.outcome);
+    }
+    return names;
+}
+
+void addTo(Turns& turns, Outcome outcome)
+{
+    if (turns.empty() || turns.back().outcome != outcome)
+    {
+        turns.push_back({outcome, 0});
+    }
+    ++turns.back().calls;
+}
+
+bool isSame(const Turns& seen, const Turns& expected)
+{
+    const auto fits = [](const Turn& one, const Turn& wanted)
+    { return one.outcome == wanted.outcome && (wanted.calls == 0 || one.calls == wanted.calls); };
+    return std::equal(seen.begin(), seen.end(), expected.begin(), expected.end(), fits);
+}
+
+// A line of the place is the name of a function, for some of the C library with underscores, and where it is.
+bool isInside(const Facts& facts, const std::string& function)
+{
+    const std::string place = facts.place;
+    return !function.empty() && (place.find("  " + function + " ") != std::string::npos ||
+                                 place.find("  __" + function + " ") != std::string::npos);
 }
 
 void takeBack(const FaultKind& kind, FakeFramework& framework, Facts& facts)
@@ -186,9 +227,22 @@ std::string describe(const RunReport& report, const Expectation& expected)
 
 }  // namespace
 
+Expectation inTurn(const Turns& turns)
+{
+    Expectation expectation;
+    expectation.turns = turns;
+    for (const Turn& turn : turns)
+    {
+        expectation.outcomes.insert(turn.outcome);
+    }
+    return expectation;
+}
+
 void sweep(const Scenario& scenario, const FaultKind& kind, const Expectation& expected)
 {
     Outcomes seen;
+    Outcomes seenInside;
+    Turns turns;
     Expectation lost;
     unsigned int surprises = 0;
     bool met = true;
@@ -201,8 +255,14 @@ void sweep(const Scenario& scenario, const FaultKind& kind, const Expectation& e
         bool foreseen = outcome == Outcome::passed;
         if (nth != 0 && met)
         {
-            foreseen = expected.outcomes.count(outcome) + expected.sometimes.count(outcome) != 0;
-            seen.insert(outcome);
+            const bool inside = isInside(report.facts, expected.inside.first);
+            const Outcomes& fine = inside ? expected.inside.second : expected.outcomes;
+            foreseen = fine.count(outcome) != 0 || (!inside && expected.sometimes.count(outcome) != 0);
+            (inside ? seenInside : seen).insert(outcome);
+            if (!inside)
+            {
+                addTo(turns, outcome);
+            }
             lost.lostBlocks = std::max(lost.lostBlocks, report.facts.blocks);
             lost.lostForeignBlocks = std::max(lost.lostForeignBlocks, report.facts.foreignBlocks);
             lost.lostThreads = std::max(lost.lostThreads, report.facts.unjoined);
@@ -211,24 +271,30 @@ void sweep(const Scenario& scenario, const FaultKind& kind, const Expectation& e
         EXPECT_TRUE(foreseen) << scenario.name << ", " << kind.name << ", fault " << nth << ": " << nameOf(outcome)
                               << ", " << describe(report, expected);
     }
-    std::printf("%s, %s: %u calls; %s; at most %u blocks, %u of libraries, %u threads lost\n", scenario.name.c_str(),
-                kind.name.c_str(), nth - 2, namesOf(seen).c_str(), lost.lostBlocks, lost.lostForeignBlocks,
+    std::printf("%s, %s: %u calls; %s; inside %s: %s; at most %u blocks, %u of libraries, %u threads lost\n",
+                scenario.name.c_str(), kind.name.c_str(), nth - 2, namesOf(turns).c_str(),
+                expected.inside.first.c_str(), namesOf(seenInside).c_str(), lost.lostBlocks, lost.lostForeignBlocks,
                 lost.lostThreads);
     for (const Outcome outcome : expected.outcomes)
     {
         EXPECT_EQ(seen.count(outcome), 1u) << scenario.name << ": never " << nameOf(outcome);
     }
+    EXPECT_EQ(namesOf(seenInside), namesOf(expected.inside.second)) << scenario.name << ", " << kind.name;
+    EXPECT_TRUE(expected.turns.empty() || isSame(turns, expected.turns))
+        << scenario.name << ", " << kind.name << ": " << namesOf(turns) << " instead of " << namesOf(expected.turns);
 }
 
 void sweep(const Scenario& scenario, Fault fault, const Expectation& expected)
 {
-    const FaultKind kind = {std::string(nameOf(fault.actor)) + (fault.fromThenOn ? ", from then on" : ", once"),
-                            [fault](FakeFramework&, unsigned int nth) mutable
-                            {
-                                fault.nth = nth;
-                                FaultLayer::arm(fault);
-                            },
-                            [](FakeFramework&) { return FaultLayer::disarm(); }};
+    const std::string mutex = fault.object != 0 ? " of mutex " + std::to_string(fault.object) : "";
+    const FaultKind kind = {
+        nameOf(fault.operation) + mutex + ", " + nameOf(fault.actor) + (fault.fromThenOn ? ", from then on" : ", once"),
+        [fault](FakeFramework&, unsigned int nth) mutable
+        {
+            fault.nth = nth;
+            FaultLayer::arm(fault);
+        },
+        [](FakeFramework&) { return FaultLayer::disarm(); }};
     sweep(scenario, kind, expected);
 }
 

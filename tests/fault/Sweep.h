@@ -3,6 +3,8 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "World.h"
 
@@ -41,6 +43,14 @@ struct Scenario
     bool fromLoading = false;
 };
 
+// What comes of so many calls in a row; 0 for one or more, where the number is that of a library.
+struct Turn
+{
+    Outcome outcome;
+    unsigned int calls;
+};
+typedef std::vector<Turn> Turns;
+
 // What may come of a fault that is met. Each outcome comes at least once in a sweep; none if no call counts.
 struct Expectation
 {
@@ -51,7 +61,14 @@ struct Expectation
     unsigned int lostThreads = 0;
     Outcomes sometimes = {};         // as the threads happen to meet
     unsigned int leftConsumers = 0;  // that the router has refused to forget
+    // Of faults that are met inside this exported function of whatever library, in place of the above. Once at least.
+    std::pair<std::string, Outcomes> inside = {};
+    // The outcomes in the order of the calls, but for those inside. Empty for any order.
+    Turns turns = {};
 };
+
+// Exactly this comes of the calls, from the first to the last.
+Expectation inTurn(const Turns& turns);
 
 // A fault of one kind, to be made in the child.
 struct FaultKind

@@ -65,7 +65,7 @@ World::World(const std::function<void(FakeFramework&)>& beforeLoading)
     : component(prepared(framework, beforeLoading)), _initialised(false), _started(false), _witness(0)
 {
     theWorld = this;
-    FaultLayer::whenServiceThreadEnds(wakeTheWorld);
+    FaultLayer::whenThereIsNews(wakeTheWorld);
     for (const char* const type : {CM_EVENT_TYPE, CLOCK_EVENT_TYPE})
     {
         framework.plan().whenCalled(std::string("addSubscription:") + type, [this] { wake(); });
@@ -74,7 +74,7 @@ World::World(const std::function<void(FakeFramework&)>& beforeLoading)
 
 World::~World()
 {
-    FaultLayer::whenServiceThreadEnds(nullptr);
+    FaultLayer::whenThereIsNews(nullptr);
 }
 
 ZelReturnT World::init()
@@ -202,6 +202,7 @@ unsigned int World::addSubtreeSubscriber(const std::vector<Node>& nodes)
 void World::deliver(const Notification& notification)
 {
     require(push(notification) == OrvOk && waitFor(_witness, notification->dn), "a record got lost");
+    waitForRest();
 }
 
 OrvReturnT World::notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1* record)
@@ -258,6 +259,11 @@ bool World::waitFor(unsigned int handle, size_t count)
 {
     waitUntil([&] { return _received[handle].size() >= count || FaultLayer::serviceThreads() == 0; });
     return received(handle).size() >= count;
+}
+
+void World::waitForRest()
+{
+    waitUntil([] { return FaultLayer::isServiceThreadWaiting() || FaultLayer::serviceThreads() == 0; });
 }
 
 void World::waitUntil(const std::function<bool()>& fact)

@@ -73,6 +73,9 @@ public:
     // Waits until the subscription has received that many records in all: false when the service thread has ended
     // before.
     bool waitFor(unsigned int handle, size_t count);
+    // Waits until the service thread is through with its batch, or has ended. To be called when a record of the batch
+    // has been received.
+    void waitForRest();
     // Waits for a fact that a subscriber's record, a call of the framework or the end of the service thread brings.
     void waitUntil(const std::function<bool()>& fact);
     void wake();
