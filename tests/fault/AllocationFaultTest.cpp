@@ -59,7 +59,10 @@ TEST(AllocationFault, InReplay)
 {
     Expectation once = {{dropped, aborted, terminated}, 0, 1};
     once.inside = {"regcomp", {passed, dropped}};
-    sweepBoth(replaying(), Actor::caller, once, inASubscription({aborted}));
+    Expectation fromThenOn = {{aborted, terminated}};
+    fromThenOn.inside = {"regcomp", {aborted}};
+    // What is allocated last depends on how fast the delivery run is.
+    sweepBoth(replaying(), Actor::caller, once, fromThenOn);
 }
 
 TEST(AllocationFault, InGetSubscriptionHandle)
