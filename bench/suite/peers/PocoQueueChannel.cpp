@@ -4,10 +4,10 @@
 
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "NotificationUtils.h"
 #include "PeerChannels.h"
+#include "ThreadPerSubscriber.h"
 
 namespace OrvBench
 {
@@ -66,47 +66,11 @@ private:
     std::thread _thread;  // last: it uses all the others
 };
 
-class PocoQueueChannel : public Channel
-{
-public:
-    ~PocoQueueChannel() override { closeAll(); }
-
-    void open(const ChannelOptions& options, Receive receive) override
-    {
-        for (unsigned int number = 0; number < options.subscribers; ++number)
-        {
-            _subscribers.push_back(std::make_unique<Subscriber>(number, receive));
-        }
-    }
-
-    void publish(const OrvOamSpiNbiNotificationValue_1& record) override
-    {
-        for (const std::unique_ptr<Subscriber>& subscriber : _subscribers)
-        {
-            subscriber->put(OwnedNotification(NotificationUtils::copyNotification(record)));
-        }
-    }
-
-    void close() override { closeAll(); }
-
-private:
-    void closeAll()
-    {
-        for (const std::unique_ptr<Subscriber>& subscriber : _subscribers)
-        {
-            subscriber->close();
-        }
-        _subscribers.clear();
-    }
-
-    std::vector<std::unique_ptr<Subscriber>> _subscribers;
-};
-
 }  // namespace
 
 std::unique_ptr<Channel> makePocoQueueChannel()
 {
-    return std::make_unique<PocoQueueChannel>();
+    return std::make_unique<ThreadPerSubscriber<Subscriber>>();
 }
 
 }  // namespace OrvBench
