@@ -23,9 +23,10 @@ void NotificationReturns::Bundle::add(OwnedNotification notification) noexcept
     }
 }
 
-void NotificationReturns::Bundle::send() noexcept
+bool NotificationReturns::Bundle::send() noexcept
 {
-    if (_returns != nullptr && _size != 0 && _returns->take(_records.data(), _size))
+    const bool hasRecords = _size != 0;
+    if (hasRecords && _returns != nullptr && _returns->take(_records.data(), _size))
     {
         _size = 0;
     }
@@ -33,6 +34,7 @@ void NotificationReturns::Bundle::send() noexcept
     {
         NotificationUtils::deleteNotification(_records[--_size]);
     }
+    return hasRecords;
 }
 
 // The storage is made here, so that giving back never asks for memory.

@@ -24,7 +24,7 @@ namespace OrvNbiNotificationService
 class NotificationReturns
 {
 public:
-    static constexpr size_t MAX_RECORDS = 4096;  // on their way, beside those in bundles
+    static constexpr size_t MAX_RECORDS = 4096;  // given back and not yet collected; as many may be collected
 
     // What a delivery run is done with.
     class Bundle
@@ -36,7 +36,8 @@ public:
 
         // The record is sent later, with others.
         void add(OwnedNotification notification) noexcept;
-        void send() noexcept;
+        // False if there was nothing to send.
+        bool send() noexcept;
 
         Bundle(const Bundle&) = delete;
         Bundle& operator=(const Bundle&) = delete;

@@ -28,15 +28,12 @@ namespace OrvNbiNotificationService
 
 typedef Orv::OrvThreadLock<Poco::FastMutex> RegistryLock;
 
-// Notifications in a row whose delivery runs start together. It is complete before a subscriber could notice: before a
-// queue that was empty is half full, before 2 ms have passed, and before anything else is done.
+// Notifications in a row whose delivery runs start together: behind 64 of them, behind the first that is done after 2
+// ms, or before anything else is handled. A queue that is half full before does not wait.
 class NotificationServiceRunnable::RunGroup
 {
 public:
-    explicit RunGroup(unsigned int queueLimit)
-        : _limit(std::min<size_t>(MAX_NOTIFICATIONS, queueLimit / 2)), _notifications(0), _isLast(false), _begin(0)
-    {
-    }
+    RunGroup() : _notifications(0), _isLast(false), _begin(0) {}
 
     // isLast: no other notification waits right behind this one.
     void add(bool isLast)
@@ -53,7 +50,7 @@ public:
     bool isSingle() const { return _notifications == 1 && _isLast; }
     bool isComplete() const
     {
-        return _isLast || _notifications >= _limit || currentTime() - _begin >= MAX_MICROSECONDS;
+        return _isLast || _notifications >= MAX_NOTIFICATIONS || currentTime() - _begin >= MAX_MICROSECONDS;
     }
 
     bool hasOpenedReturns = false;  // of the batch
@@ -62,7 +59,6 @@ private:
     static constexpr size_t MAX_NOTIFICATIONS = 64;
     static constexpr Poco::Timestamp::TimeDiff MAX_MICROSECONDS = 2000;
 
-    const size_t _limit;
     size_t _notifications;
     bool _isLast;
     Poco::Timestamp _begin;  // a clock that is set makes a group shorter, or as long as its other bound lets it
@@ -165,7 +161,7 @@ void NotificationServiceRunnable::run()
 void NotificationServiceRunnable::handleMessages(const std::deque<Orv::PipeMessage*>& messages)
 {
     NOTIF_TRACE(" >> ");
-    RunGroup group(_bufferSize);
+    RunGroup group;
     const CloseReturns closeReturns(*this, group);
     for (auto entry = messages.begin(); entry != messages.end(); ++entry)
     {
@@ -245,6 +241,7 @@ OrvReturnT NotificationServiceRunnable::addSubscription(unsigned int handle, Orv
     NOTIF_TRACE(" >> ");
     OrvReturnT result = OrvOk;
     RegistryLock lock(_mutex);
+    startDeliveries();  // what has been offered does not wait for a replay
     NotificationSubscription* subscription = nullptr;
     try
     {
@@ -280,6 +277,7 @@ OrvReturnT NotificationServiceRunnable::removeSubscription(unsigned int handle)
     NOTIF_TRACE(" >> removeSubscription for handle:%d", handle);
     OrvReturnT result = OrvOk;
     RegistryLock lock(_mutex);
+    startDeliveries();  // what has been offered to others does not wait for this one's handler
     const auto entry = _subscriptions.find(handle);
     if (entry == _subscriptions.end())
     {
@@ -308,7 +306,7 @@ void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1
     NOTIF_TRACE(" << ");
 }
 
-// Whatever happens to a notification, those before it in the group are delivered.
+// If the notification cannot be stored, those before it in the group are delivered.
 void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1* notification, RunGroup& group)
 {
     if (group.isSingle())

@@ -244,20 +244,21 @@ void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& not
         return;
     }
     NOTIF_TRACE("Calling match function");
+    bool isHalfFull = false;
     {
         // From a match to the derived calls that go with it: a timer's record must not come between.
         FilterLock lock(_filterMutex);
         if (isControlRecord(notification) || _filters->match(notification))
         {
             NOTIF_TRACE("Filter match occurred. Pushing in notification queue");
-            if (!enqueue(notification))
+            if (!enqueue(notification, isHalfFull))
             {
                 return;
             }
         }
     }
     // A record that a run missed as it ended is picked up by the next arrival, wanted or not.
-    if (start == Start::AtOnce)
+    if (start == Start::AtOnce || isHalfFull)
     {
         checkQueue();
     }
@@ -283,8 +284,9 @@ bool NotificationSubscription::isExpired(const OrvOamSpiNbiNotificationValue_1& 
            notification.notificationType != notificationComplete;
 }
 
-// False if the subscription accepts nothing any more.
-bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& notification)
+// False if the subscription accepts nothing any more. isHalfFull: what the queue is then; one notification may have
+// brought many records.
+bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& notification, bool& isHalfFull)
 {
     QueueLock lock(_queueMutex);
     if (_stopped.load(std::memory_order_relaxed) && notification.notificationType != notificationComplete)
@@ -296,6 +298,7 @@ bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& no
         purge();
     }
     appendDerived(notification);
+    isHalfFull = _queue.size() >= _maxQueueSize / 2;
     return true;
 }
 
@@ -390,7 +393,8 @@ void NotificationSubscription::processQueueImpl()
     {
         NotificationReturns::Bundle delivered(_returns);
         OrvOamSpiNbiNotificationValue_1* notification = nullptr;
-        while (popFront(notification))
+        // Once it is rid of what it has delivered, which takes a moment, it looks again.
+        while (popFront(notification) || (delivered.send() && popFront(notification)))
         {
             if (actOnAnswer(callHandler(notification), notification, delivered) == AfterAnswer::EndRun)
             {
@@ -455,6 +459,7 @@ NotificationSubscription::AfterAnswer NotificationSubscription::actOnAnswer(
                 _queue.push_front(owned.get());
                 owned.release();
             }
+            delivered.send();
             NOTIF_TRACE("Sleep 0.01s then check the queue again! %p", static_cast<void*>(this));
             // A signal may end the pause early: it is not made up for.
             const timespec pause = {0, RETRY_PAUSE_NANOSECONDS};

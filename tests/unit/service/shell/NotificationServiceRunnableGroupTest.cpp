@@ -2,6 +2,7 @@
 // the records that have been delivered meanwhile.
 #include <Poco/Exception.h>
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -161,11 +162,21 @@ TEST_F(NotificationServiceRunnableGroup, StartsAtOnceForASingleNotificationBehin
     EXPECT_EQ(stepsOf(records(65)), std::string(128, 'o') + "ssosos");
 }
 
-TEST_F(NotificationServiceRunnableGroup, StartsWhenAnEmptyQueueWouldBeHalfFull)
+TEST_F(NotificationServiceRunnableGroup, StartsAtOnceWhereHalfOfTheQueueIsTaken)
 {
     useBufferSize(10);
+    RecordingHandler handler(1);
+    handler.hold();
     add(1);
-    EXPECT_EQ(stepsOf(records(12)), "ooooosooooosoos");
+    registry().notifyHandlers(&*makeNotification(1000, "A=1", objectCreated));
+    ASSERT_TRUE(handler.waitUntilHeld());
+    EXPECT_EQ(stepsOf(records(7)),
+              "oooo"
+              "os"
+              "os"
+              "os"
+              "s");
+    handler.release();
 }
 
 TEST_F(NotificationServiceRunnableGroup, StartsWhenTwoMillisecondsHavePassed)
@@ -334,6 +345,53 @@ TEST_F(NotificationServiceRunnableReturns, ThatCannotBeClosedAreAnExceptionOfThe
     EXPECT_EQ(2u, asked) << "all of the batch was handled";
     registry().handleMessages(records(2));
     EXPECT_FALSE(registry()._returns._open);
+}
+
+TEST_F(NotificationServiceRunnableReturns, TakeWhatHasBeenDeliveredBeforeARunPauses)
+{
+    RecordingHandler handler(1);
+    size_t given = 0;
+    handler.answer({OrvOk, OrvRetry});
+    handler.answerWith(
+        [&](const Received&)
+        {
+            given = registry()._returns._returned.size();
+            return OrvOk;
+        });
+    handler.hold();
+    add(1);
+    registry()._returns.open();
+    registry().notifyHandlers(&*makeNotification(1000, "A=1", objectCreated));
+    EXPECT_TRUE(handler.waitUntilHeld());
+    registry().notifyHandlers(&*makeNotification(1000, "A=2", objectCreated));
+    handler.release();
+    EXPECT_TRUE(handler.waitFor(3));
+    EXPECT_EQ(OrvOk, registry().removeSubscription(1));
+    EXPECT_EQ(1u, given);
+    registry()._returns.close();
+}
+
+// With the way open, giving back takes a mutex: what arrives there comes behind the run's look at the empty queue.
+TEST_F(NotificationServiceRunnableReturns, LetARunSeeWhatArrivesMeanwhile)
+{
+    RecordingHandler handler(1);
+    add(1);
+    registry()._returns.open();
+    std::atomic<bool> arrived{false};
+    {
+        const LockNotice notice(registry()._returns._mutex,
+                                [&](LockNotice::Operation operation)
+                                {
+                                    if (operation == LockNotice::triesToLock && !arrived.exchange(true))
+                                    {
+                                        registry().notifyHandlers(&*makeNotification(1000, "A=2", objectCreated));
+                                    }
+                                });
+        registry().notifyHandlers(&*makeNotification(1000, "A=1", objectCreated));
+        EXPECT_TRUE(handler.waitForDn("A=2"));
+        EXPECT_EQ(OrvOk, registry().removeSubscription(1));
+    }
+    registry()._returns.close();
 }
 
 TEST_F(NotificationServiceRunnableReturns, AreEmptiedByARemoval)

@@ -197,7 +197,8 @@ protected:
 TEST_F(NotificationThreadStarterSubscriptionTest, AnExhaustedPoolIsReportedTwiceByTheStarterAndByTheQueueCheck)
 {
     PoolGate gate(pool, 510);
-    ASSERT_TRUE(subscription.enqueue(*OrvTest::at(10)));
+    bool isHalfFull = false;
+    ASSERT_TRUE(subscription.enqueue(*OrvTest::at(10), isHalfFull));
     traceEverything();
     EXPECT_THROW(subscription.checkQueue(), Poco::NoThreadAvailableException);
     EXPECT_TRUE(

@@ -365,6 +365,29 @@ TEST_F(NotificationSubscriptionNotify, ANullDnReachesTheTraceAndIsAcceptedThere)
     EXPECT_EQ(handler.types(), Types({discardedOld}));
 }
 
+TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedRecordsTakeHalfOfTheQueue)
+{
+    filter.deletes = [](const Record&, std::vector<Record*>& derived)
+    {
+        for (const char* dn : {"A=1,B=1", "A=1,B=2", "A=1,B=3"})
+        {
+            derived.push_back(derivedRecord(NOW, dn, objectDeleted));
+        }
+    };
+    subscribe(withLimit(12));
+    const TokenHold token(*subscription);
+    const auto looksFor = [this](NotificationSubscription::Start start)
+    {
+        const unsigned int before = checkQueueCalls();
+        framework.setLevel(8);
+        subscription->notify(*makeNotification(NOW, "A=1", objectDeleted), start);
+        framework.setLevel(6);
+        return checkQueueCalls() - before;
+    };
+    EXPECT_EQ(0u, looksFor(NotificationSubscription::Start::Later)) << "3 of 12";
+    EXPECT_EQ(1u, looksFor(NotificationSubscription::Start::Later)) << "6 of 12";
+}
+
 TEST_F(NotificationSubscriptionNotify, AMadeDiscardedOldRecordCarriesTheGivenTimeAndIsTheCallers)
 {
     Record* record = NotificationSubscription::createDiscardedOldNotification(-3);

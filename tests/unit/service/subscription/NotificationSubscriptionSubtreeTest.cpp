@@ -192,7 +192,8 @@ TEST_F(NotificationSubscriptionSubtree, AHeartbeatBetweenAMatchAndItsCallsGetsNo
     ASSERT_TRUE(subscription->_filters->match(*notification));
 
     heartbeat();
-    subscription->enqueue(*notification);
+    bool isHalfFull = false;
+    subscription->enqueue(*notification, isHalfFull);
     deliverAll();
 
     ASSERT_EQ(handler.types(), Types({heartbeatNotification, attributeChanged}));
