@@ -12,8 +12,8 @@ namespace Orv
 //   - a literal, with ^ in front and .* or $ or .*$ behind, or without; the literal may be empty;
 //   - a literal with one group of literals in it, as in A=(1|2),B=.* ;
 //   - up to MAX_BRANCHES of these in all, separated by |.
-// Of any other expression without | outside its groups only the literal that it begins with is known: a subject without
-// it is refused, every other one is the matcher's.
+// Of any other expression of ASCII alone without | outside its groups only the literal that it begins with is known: a
+// subject without it is refused, every other one is the matcher's. In bytes beyond ASCII a | might hide.
 // Threads:   any, since nothing changes after construction.
 // Ownership: the expression is read by the constructor alone.
 class PlainExpression

@@ -94,7 +94,7 @@ PlainExpression::PlainExpression(const char* expression, bool alternation)
         readBranch(++next);
     }
     _more = *next != '\0';
-    if (_branches.size() > MAX_BRANCHES || (_more && alternation))
+    if (_branches.size() > MAX_BRANCHES || (_more && (alternation || !isAscii(expression, std::strlen(expression)))))
     {
         _branches.clear();
     }

@@ -344,6 +344,14 @@ TEST(RegularExpressionPlain, SixteenAlternativesNeedNoMatcherAndSeventeenDo)
     EXPECT_TRUE(isMatched("(" + list + ")|A=17", "B=1"));
 }
 
+// In some locales the second byte of a character looks like a backslash, and | behind it like a character.
+TEST(RegularExpressionPlain, AnExpressionBeyondAsciiNeedsTheMatcher)
+{
+    regmatch_t place;
+    EXPECT_EQ(Orv::PlainExpression::Answer::Unknown, Orv::PlainExpression("A=\xA5\\|B=1", false).match("B=1", place));
+    EXPECT_EQ(Orv::PlainExpression::Answer::Refused, Orv::PlainExpression("A=[ab]", false).match("B=1", place));
+}
+
 TEST(RegularExpressionPlain, OtherFlagsNeedTheMatcher)
 {
     EXPECT_TRUE(isMatched("A=1.*", "B=1", 0));
