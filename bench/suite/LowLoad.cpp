@@ -7,6 +7,7 @@
 #include "Latencies.h"
 #include "Load.h"
 #include "Peers.h"
+#include "TwoHops.h"
 
 namespace OrvBench
 {
@@ -17,11 +18,42 @@ namespace
 const uint64_t WARM_UP = 10;  // records
 const unsigned int MANY = 64;
 
+// A lone subscriber of the service is held against the two-hop floor. That is measured right before and after it and in
+// the same process, since it depends on the time and on the process as much as what is held against it.
+class Floor
+{
+public:
+    Floor(bool isMeasured, const Settings& settings) : _isMeasured(isMeasured), _count(settings.quick ? 10 : 500) {}
+
+    void measure()
+    {
+        if (_isMeasured)
+        {
+            timeTwoHops(_count, _samples);
+        }
+    }
+
+    void report()
+    {
+        if (_isMeasured)
+        {
+            Figures("floor", "floor", {}).report("two_hop", "ns", quantile(_samples, 0.5));
+        }
+    }
+
+private:
+    const bool _isMeasured;
+    const unsigned int _count;
+    std::vector<int64_t> _samples;
+};
+
 void measure(const std::string& contestant, unsigned int subscribers, const Settings& settings)
 {
     // So many subscribers are not done with one record within a millisecond.
     const int64_t period = subscribers < MANY ? MILLISECOND : 3 * MILLISECOND;
     const auto records = static_cast<uint64_t>(measuringTime(settings.quick) / period);
+    Floor floor(contestant == "service" && subscribers == 1, settings);
+    floor.measure();
     const std::unique_ptr<Channel> channel = makeChannel(contestant);
     ChannelOptions channelOptions;
     channelOptions.library = settings.library;
@@ -48,6 +80,8 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
     }
     load.awaitAll();
     load.close();
+    floor.measure();
+    floor.report();
     std::vector<int64_t> samples = latencies.samples();
     Figures figures("D", contestant, {{"S", subscribers}});
     figures.report("p50", "ns", quantile(samples, 0.5));
