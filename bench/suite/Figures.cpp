@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <stdexcept>
 
 namespace OrvBench
@@ -51,6 +52,18 @@ double quantile(std::vector<int64_t>& samples, double fraction)
     const auto found = samples.begin() + static_cast<std::ptrdiff_t>(position);
     std::nth_element(samples.begin(), found, samples.end());
     return static_cast<double>(*found);
+}
+
+double meanOfMiddle(std::vector<int64_t>& samples)
+{
+    if (samples.empty())
+    {
+        throw std::runtime_error("nothing has been measured");
+    }
+    std::sort(samples.begin(), samples.end());
+    const auto quarter = static_cast<std::ptrdiff_t>(samples.size() / 4);
+    const double sum = std::accumulate(samples.begin() + quarter, samples.end() - quarter, 0.0);
+    return sum / static_cast<double>(samples.end() - samples.begin() - 2 * quarter);
 }
 
 }  // namespace OrvBench

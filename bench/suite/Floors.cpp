@@ -98,12 +98,27 @@ void measureShift(size_t size, const Settings& settings)
     Figures("floor", "floor", {{"K", size}}).report("shift", "ns", nanoseconds / batch);
 }
 
+// Two looks at the clock, one right after the other: what stands in the time of everything that is timed by itself.
+void measureClock(const Settings& settings)
+{
+    const int count = settings.quick ? 1000 : 1000000;
+    std::vector<int64_t> samples;
+    samples.reserve(count);
+    for (int i = 0; i < count; ++i)
+    {
+        const int64_t before = nowNanoseconds();
+        samples.push_back(nowNanoseconds() - before);
+    }
+    Figures("floor", "floor", {}).report("clock", "ns", meanOfMiddle(samples));
+}
+
 }  // namespace
 
 void addFloors(Cases& cases)
 {
     cases.push_back({"floor/copy", measureCopyAndFree});
     cases.push_back({"floor/free", measureFree});
+    cases.push_back({"floor/clock", measureClock});
     for (const size_t size : {100UL, 1000UL, 5000UL, 20000UL, 100000UL})
     {
         cases.push_back({"floor/shift/K=" + std::to_string(size),
