@@ -15,6 +15,15 @@ def number(value):
     return f"{value:.2e}" if digits > 4 else f"{round(value, digits):.0f}"
 
 
+def part_of_one(value):
+    """For ratios that are far below 1: 1/1500."""
+    return f"1/{round(1 / value)}" if value > 0 else number(value)
+
+
+def percent(value):
+    return f"{value * 100:.1f} %"
+
+
 def plain(value):
     """As few digits as it takes, for values that are round anyway."""
     return f"{value:.6g}"
@@ -37,12 +46,13 @@ def with_unit(value, unit, digits=number):
     return digits(value / factor) + name
 
 
-def measured_text(cell):
+def measured_text(cell, digits=number):
+    """digits: how the numbers are written."""
     if cell.spread is None:
         return f"not measured: {cell.lacking or 'no rounds'}"
-    text = number(cell.spread.median)
+    text = digits(cell.spread.median)
     if cell.spread.count > 1:
-        text += f" ({number(cell.spread.low)} … {number(cell.spread.high)})"
+        text += f" ({digits(cell.spread.low)} … {digits(cell.spread.high)})"
     return text + (f" {SHORT}" if cell.met is False else "")
 
 
@@ -53,7 +63,7 @@ def target_table(lines, libraries):
     for line in lines:
         rows.append([line.row.scenario, line.row.parameters, line.row.reported,
                      line.row.target.text if line.row.target else ""]
-                    + [measured_text(line.cells[name]) for name in libraries])
+                    + [measured_text(line.cells[name], line.row.digits) for name in libraries])
     return rows
 
 

@@ -7,9 +7,11 @@ of that round. It raises Missing if the round lacks one of them.
 from collections import namedtuple
 
 from report.figures import Missing, exponent, ratio
+from report.table import number, part_of_one, percent
 
 # parameters, reported: what stands in the table. target: a Target, or None for a row that is shown for its own sake.
-Row = namedtuple("Row", "scenario parameters reported target value")
+# digits: how what was measured is written.
+Row = namedtuple("Row", "scenario parameters reported target value digits", defaults=(number,))
 
 SERVICE = "service"
 
@@ -127,8 +129,8 @@ def push_call():
 
     return [Row("F", "S = 64", "p50 over that at S = 1", at_most(1.2),
                 lambda measured: ratio(p50(measured, SERVICE, 64), p50(measured, SERVICE, 1))),
-            Row("F", "S = 64", "p50 over condvar peer", at_most(1 / 1500, "1/1500"),
-                lambda measured: ratio(p50(measured, SERVICE, 64), p50(measured, "condvar", 64)))]
+            Row("F", "S = 64", "p50 over condvar peer", at_most(1 / 1500, part_of_one(1 / 1500)),
+                lambda measured: ratio(p50(measured, SERVICE, 64), p50(measured, "condvar", 64)), part_of_one)]
 
 
 def replay():
@@ -194,8 +196,8 @@ def memory():
 
 
 def trace_off():
-    return [Row("K", "A, traces compiled in against out", "loss", at_most(.01, "1 %"),
-                lambda measured: measured.get("K", SERVICE, "loss", S=8))]
+    return [Row("K", "A, traces compiled in against out", "loss", at_most(.01, percent(.01)),
+                lambda measured: measured.get("K", SERVICE, "loss", S=8), percent)]
 
 
 def slow_one():
