@@ -72,7 +72,7 @@ def saturation():
 
 def default_store():
     return [Row("B", f"K = 100, W = 90, S = {subscribers}", "rate over A", at_least(.9), rate_over_a("B", subscribers))
-            for subscribers in (1, 8, 64)]
+            for subscribers in (1, 8, 64, 256)]
 
 
 def store_floor(measured, subscribers, size):

@@ -66,7 +66,7 @@ void addSaturation(Cases& cases)
     {
         add(cases, {"A", "service", subscribers, 5000, 2500});
     }
-    for (const unsigned int subscribers : {1U, 8U, 64U})
+    for (const unsigned int subscribers : {1U, 8U, 64U, 256U})
     {
         add(cases, {"B", "service", subscribers, 100, 90});
     }
