@@ -40,6 +40,7 @@ void measure(const std::string& contestant, unsigned int subscribers, const Sett
             load.push();
         }
         load.awaitAll();
+        load.completeStep();
     } while (nowNanoseconds() < end);
     load.close();
     std::vector<int64_t> samples = latencies.samples();

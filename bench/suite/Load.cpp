@@ -92,6 +92,18 @@ void Load::awaitAll()
     waitUntilReceived(_published);
 }
 
+void Load::completeStep()
+{
+    while (_published % _options.step != 0)
+    {
+        while (_published % _options.step != 0)
+        {
+            push();
+        }
+        awaitAll();
+    }
+}
+
 double Load::saturate(int64_t nanoseconds, uint64_t records)
 {
     const uint64_t before = _published;

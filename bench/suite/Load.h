@@ -27,8 +27,8 @@ struct LoadOptions
 
 // The producer of a scenario and the book of what its subscribers have received. It numbers the records from 1 on,
 // never runs ahead of the slowest subscriber by more than the window, and sees to it that each subscriber receives
-// every record once and in order. Threads:   one producer, which makes it, opens the channel, publishes and waits.
-// receive is called by the channel's
+// every record once and in order.
+// Threads:   one producer, which makes it, opens the channel, publishes and waits. receive is called by the channel's
 //            threads. One object at a time.
 // Ownership: the channel stays the caller's. It is closed by close, or at the latest at the end of this object's life.
 // Failure:   std::runtime_error if a record is lost, doubled or out of order, and if nothing arrives for long although
@@ -48,6 +48,9 @@ public:
     // Waits until every subscriber has received every record that has been published so far. Looks again and again if
     // their number is no multiple of the step.
     void awaitAll();
+    // For when all has been received: if nudges have left the number of records between two multiples of the step,
+    // publishes up to the next one and waits for that. So what follows is as if there had been no nudge.
+    void completeStep();
 
     // Publishes as fast as the window allows, for this time or up to this number of records, and on to the next
     // multiple of the step; waits until all is received. Returns the rate in records per second, from the first push to
