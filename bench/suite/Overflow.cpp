@@ -1,6 +1,7 @@
 // M: what the producer's call costs while every queue overflows again and again. Every handler takes a millisecond for
-// a record. No subscriber gives credit: what waits in front of the service's own thread is kept below the window of F,
-// so that both find the same.
+// a record. No subscriber gives credit. A push does not wait for the service's thread, so what lies in the pipe between
+// the two would grow without end, and the memory with it: the producer waits as soon as it is as much as may be under
+// way in F. In F some of that waits in the subscribers' queues; here all of it lies in the pipe.
 #include <atomic>
 #include <stdexcept>
 
@@ -19,8 +20,10 @@ namespace
 const unsigned int SUBSCRIBERS = 8;
 const unsigned int STORE = 100;
 const int64_t PATIENCE = 30 * NANOSECONDS;
-const uint64_t AHEAD = 2250;  // records in front of the service's thread: as in F, between 2250 and 2500
-const uint64_t LOOK = 250;    // records from one look at how many there are to the next
+// Records that lie in the pipe before and after so many have been pushed without a look at how many there are. They are
+// between 2250 and 2500 while the producer is the faster one.
+const uint64_t AHEAD = 2250;
+const uint64_t LOOK = 250;
 
 std::atomic<uint64_t> overflows{0};
 
