@@ -7,7 +7,7 @@ import sys
 import time
 
 from report import machine, micro, publishing
-from report.running import Failure, Library, Runner, fingerprint, list_cases
+from report.running import Failure, Library, Outcome, Runner, fingerprint, list_cases
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
@@ -15,8 +15,9 @@ ROUNDS = 5
 
 DESCRIPTION = """Runs every case of bench_suite in a process of its own, once in each round, in an order that a fixed
 seed shuffles, then prints the table of targets: ratios are made within a round; the median over the rounds stands
-before minimum and maximum. Writes results.json and a plot for each scenario. Time is never judged: a row that falls
-short of its target is marked. Exits 0 if every case ran, or could not be had on this machine, and lost no record."""
+before minimum and maximum. Writes results.json, after each round, and a plot for each scenario. Time is never judged: a
+row that falls short of its target is marked. Exits 0 if every case ran, or could not be had on this machine, and lost
+no record."""
 
 
 def arguments_of(words):
@@ -29,7 +30,7 @@ def arguments_of(words):
                         "side by side, each with the liborv_common.so that lies beside it")
     parser.add_argument("--quick", action="store_true", help="one short round that shows that everything works; its "
                         "figures say nothing")
-    parser.add_argument("--seed", type=int, default=1, metavar="N", help="of the order and of the cases; 1")
+    parser.add_argument("--seed", type=int, default=1, metavar="N", help="of the order of the cases; 1")
     parser.add_argument("--out", default=os.path.join(BUILD, "bench-results"), metavar="DIR",
                         help="where results.json and the plots go; build/release/bench-results")
     parser.add_argument("--publish", metavar="DIR", help="also put table and plots into DIR/benchmarks.md and "
@@ -42,6 +43,7 @@ def arguments_of(words):
     chosen = parser.parse_args(words)
     if chosen.rounds is not None and chosen.rounds < 1:
         parser.error("--rounds must be at least 1")
+    chosen.scenarios = chosen.scenario.split(",") if chosen.scenario else []
     return chosen
 
 
@@ -64,33 +66,41 @@ def is_chosen(case, scenarios):
     return not scenarios or scenario in scenarios or scenario == "floor"
 
 
-def run_micro(chosen, rounds, outcome):
+def run_micro(chosen, number, where, outcome):
     program = chosen.micro or os.path.join(os.path.dirname(chosen.program), "bench_micro")
-    for number in range(rounds):
-        try:
-            started = time.monotonic()
-            outcome.figures.extend(micro.run(program, number, chosen.quick))
-            say(f"round {number + 1}/{rounds}  micro-benchmarks  {time.monotonic() - started:.1f} s")
-        except (OSError, RuntimeError) as error:
-            outcome.failures.append(Failure("micro-benchmarks", None, number, str(error)))
-            say(f"round {number + 1}/{rounds}  micro-benchmarks  FAILED: {error}")
+    try:
+        started = time.monotonic()
+        outcome.figures.extend(micro.run(program, number, chosen.quick))
+        say(f"{where}  micro-benchmarks  {time.monotonic() - started:.1f} s")
+    except (OSError, RuntimeError, ValueError) as error:
+        outcome.failures.append(Failure("micro-benchmarks", None, number, str(error)))
+        say(f"{where}  micro-benchmarks  FAILED: {error}")
 
 
 def measure(chosen):
+    """The results, which are also written after each round, and when the run is interrupted."""
     libraries = libraries_of(chosen)
-    scenarios = chosen.scenario.split(",") if chosen.scenario else []
     rounds = chosen.rounds or (1 if chosen.quick else ROUNDS)
-    cases = [case for case in list_cases(chosen.program, libraries[0]) if is_chosen(case, scenarios)]
+    cases = [case for case in list_cases(chosen.program, libraries[0]) if is_chosen(case, chosen.scenarios)]
     options = {"rounds": f"{rounds}, quick: the figures say nothing" if chosen.quick else str(rounds),
                "seed": str(chosen.seed),
                "libraries": ", ".join(f"{library.name} {fingerprint(library.path)}" for library in libraries)}
-    facts = machine.facts(ROOT, chosen.program)
-    outcome = Runner(chosen.program, libraries, chosen.quick, chosen.seed, say).run(cases, rounds)
-    if not scenarios or micro.SCENARIO in scenarios:
-        run_micro(chosen, rounds, outcome)
-    return publishing.Results(facts, options, [library.name for library in libraries], outcome.figures,
-                              [skip._asdict() for skip in outcome.skips],
-                              [failure._asdict() for failure in outcome.failures])
+    outcome = Outcome()
+    results = publishing.Results(machine.facts(ROOT, chosen.program), options,
+                                 [library.name for library in libraries], rounds, outcome)
+    path = os.path.join(chosen.out, "results.json")
+
+    def end_round(number):
+        if not chosen.scenarios or micro.SCENARIO in chosen.scenarios:
+            run_micro(chosen, number, f"round {number + 1}/{rounds}", outcome)
+        results.write(path)
+
+    try:
+        Runner(chosen.program, libraries, chosen.quick, say).run(cases, rounds, chosen.seed, outcome, end_round)
+    except KeyboardInterrupt:
+        results.write(path)
+        raise
+    return results
 
 
 def say(line):
@@ -100,10 +110,8 @@ def say(line):
 def main(words):
     chosen = arguments_of(words)
     try:
-        results = publishing.Results.read(chosen.results) if chosen.results else measure(chosen)
         os.makedirs(chosen.out, exist_ok=True)
-        if not chosen.results:
-            results.write(os.path.join(chosen.out, "results.json"))
+        results = publishing.Results.read(chosen.results) if chosen.results else measure(chosen)
         publishing.draw_plots(results, chosen.out)
         say("\n" + publishing.text(results))
         if chosen.publish:
@@ -111,7 +119,10 @@ def main(words):
     except (OSError, RuntimeError, ValueError) as error:
         print(f"bench/run.py: {error}", file=sys.stderr)
         return 1
-    return 1 if results.failures else 0
+    except KeyboardInterrupt:
+        print("bench/run.py: interrupted; --results shows what was measured until then", file=sys.stderr)
+        return 130
+    return 1 if results.outcome.failures else 0
 
 
 if __name__ == "__main__":

@@ -1,25 +1,28 @@
 """Every row of the table of targets with what was measured for it, for one library or several side by side."""
 
+import statistics
 from collections import namedtuple
 
 from report.figures import rounds_of, spread_over_rounds
 
 # spread: None if the row could not be computed; lacking then says which figure was missing. met: None without a target.
-Cell = namedtuple("Cell", "spread met lacking")
+# rounds: how many there should have been.
+Cell = namedtuple("Cell", "spread met lacking rounds")
 # cells: by the library's name.
 Line = namedtuple("Line", "row cells")
 
 
-def evaluate(rows, figures, libraries):
-    """A Line for each row. libraries: names, in the order of the columns."""
+def evaluate(rows, figures, libraries, wanted):
+    """A Line for each row. libraries: names, in the order of the columns. wanted: the number of rounds."""
     rounds = {library: rounds_of(figures, library) for library in libraries}
-    return [Line(row, {library: cell(row, rounds[library]) for library in libraries}) for row in rows]
+    return [Line(row, {library: cell(row, rounds[library], wanted) for library in libraries}) for row in rows]
 
 
-def cell(row, rounds):
+def cell(row, rounds, wanted):
     measured, lacking = spread_over_rounds(rounds, row.value)
-    met = row.target.is_met(measured.median) if measured and row.target else None
-    return Cell(measured, met, lacking if measured is None else None)
+    if measured is None:
+        return Cell(None, None, lacking or "no rounds", wanted)
+    return Cell(measured, row.target.is_met(measured.median) if row.target else None, None, wanted)
 
 
 def measured_lines(lines, figures):
@@ -32,7 +35,7 @@ def measured_lines(lines, figures):
 def summaries(figures):
     """The median, minimum and maximum of each figure over the rounds, floors first, then by scenario.
 
-    Each is a dictionary as it stands in results.json.
+    Each is a dictionary as it stands in results.json. The coefficient of variation is None where there is none.
     """
     groups = {}
     for figure in sorted(figures, key=lambda figure: (figure.case, figure.library or "", figure.metric)):
@@ -45,5 +48,12 @@ def summaries(figures):
         values, _ = spread_over_rounds(group, lambda figure: figure.value)
         result.append({"scenario": first.scenario, "contestant": first.contestant, "parameters": first.parameters,
                        "metric": first.metric, "unit": first.unit, "library": first.library,
-                       "median": values.median, "min": values.low, "max": values.high, "rounds": values.count})
+                       "median": values.median, "min": values.low, "max": values.high, "rounds": values.count,
+                       "variation": variation([figure.value for figure in group])})
     return sorted(result, key=lambda summary: (summary["scenario"] != "floor", summary["scenario"]))
+
+
+def variation(values):
+    """The standard deviation over the mean; None for a lone value, or a mean of 0."""
+    mean = statistics.fmean(values)
+    return statistics.stdev(values) / abs(mean) if len(values) > 1 and mean != 0 else None

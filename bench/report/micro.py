@@ -12,7 +12,7 @@ SCENARIO = "micro"
 
 def run(program, number, quick):
     """The figures of one pass. RuntimeError if the program fails or a benchmark reports an error."""
-    result = subprocess.run([program, "--benchmark_format=json",
+    result = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=1",
                              f"--benchmark_min_time={QUICK_MIN_TIME if quick else MIN_TIME}"],
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                             check=False)

@@ -6,6 +6,7 @@ import os
 from report import charts, evaluation, svg, table, targets
 from report.figures import Figure
 from report.micro import SCENARIO as MICRO
+from report.running import Failure, Outcome, Skip
 
 BEGIN = "<!-- results: begin -->"
 END = "<!-- results: end -->"
@@ -14,52 +15,68 @@ END = "<!-- results: end -->"
 class Results:
     """All that a run has brought, as it stands in results.json."""
 
-    def __init__(self, machine, options, libraries, figures, skips, failures):
+    def __init__(self, machine, options, libraries, rounds, outcome):
         self.machine = machine
         self.options = options
         self.libraries = libraries  # names
-        self.figures = figures
-        self.skips = skips  # dictionaries, like the failures
-        self.failures = failures
+        self.rounds = rounds  # that were to be run
+        self.outcome = outcome
 
     @staticmethod
     def read(path):
+        """ValueError for a file that was not written by this version."""
         with open(path, encoding="utf-8") as file:
             content = json.load(file)
-        return Results(content["machine"], content["options"], content["libraries"],
-                       [Figure(**figure) for figure in content["figures"]], content["skipped"], content["failed"])
+        outcome = Outcome()
+        try:
+            outcome.figures = [Figure(**figure) for figure in content["figures"]]
+            outcome.skips = [Skip(**skip) for skip in content["skipped"]]
+            outcome.failures = [Failure(**failure) for failure in content["failed"]]
+            return Results(content["machine"], content["options"], content["libraries"], content["rounds"], outcome)
+        except (KeyError, TypeError) as error:
+            raise ValueError(f"{path} does not hold the results of a run: {error}") from error
 
     def write(self, path):
+        """Whoever interrupts this finds the file as it was before."""
+        outcome = self.outcome
         content = {"machine": self.machine, "options": self.options, "libraries": self.libraries,
-                   "rows": [row_as_dictionary(line) for line in self.lines()],
-                   "summaries": evaluation.summaries(self.figures), "skipped": self.skips, "failed": self.failures,
-                   "figures": [figure._asdict() for figure in self.figures]}
-        with open(path, "w", encoding="utf-8") as file:
+                   "rounds": self.rounds, "rows": [row_as_dictionary(line) for line in self.lines()],
+                   "summaries": evaluation.summaries(outcome.figures),
+                   "skipped": [skip._asdict() for skip in outcome.skips],
+                   "failed": [failure._asdict() for failure in outcome.failures],
+                   "figures": [figure._asdict() for figure in outcome.figures]}
+        with open(path + ".new", "w", encoding="utf-8") as file:
             json.dump(content, file, indent=1, ensure_ascii=False)
             file.write("\n")
+        os.replace(path + ".new", path)
 
     def lines(self):
-        lines = evaluation.evaluate(targets.all_rows(), self.figures, self.libraries)
-        return evaluation.measured_lines(lines, self.figures)
+        lines = evaluation.evaluate(targets.all_rows(), self.outcome.figures, self.libraries, self.rounds)
+        return evaluation.measured_lines(lines, self.outcome.figures)
 
     def head(self):
         return table.head(self.machine, self.options)
 
     def remarks(self):
         """One line for each thing that was not measured."""
-        return ([f"skipped: {skip['case']}: {skip['text']}" for skip in self.skips]
-                + [f"FAILED: {failure['case']}"
-                   + (f" ({failure['library']})" if failure["library"] and len(self.libraries) > 1 else "")
-                   + f", round {failure['round'] + 1}: {failure['text']}" for failure in self.failures])
+        return ([f"skipped: {skip.case}: {skip.text}" for skip in self.outcome.skips]
+                + [f"FAILED: {self.label(failure)}, round {failure.round + 1}: {failure.text}"
+                   for failure in self.outcome.failures])
+
+    def label(self, said):
+        return said.case + (f" ({said.library})" if said.library and len(self.libraries) > 1 else "")
 
     def suite_summaries(self):
-        return evaluation.summaries([figure for figure in self.figures if figure.scenario != MICRO])
+        return evaluation.summaries([figure for figure in self.outcome.figures if figure.scenario != MICRO])
 
     def micro_table(self):
-        rows = [["micro-benchmark", "time (min … max)"]]
-        for row in table.figure_table(evaluation.summaries(
-                [figure for figure in self.figures if figure.scenario == MICRO]))[1:]:
-            rows.append([row[1], row[4]])
+        """Rows of texts, the head first. The benchmarks are built from the working tree, whatever is measured else."""
+        name = "micro-benchmark" if len(self.libraries) == 1 else "micro-benchmark of the working tree's classes"
+        rows = [[name, "time (min … max)", "coefficient of variation"]]
+        for summary in evaluation.summaries([figure for figure in self.outcome.figures if figure.scenario == MICRO]):
+            variation = summary["variation"]
+            rows.append([summary["contestant"], table.spread_text(summary),
+                         "" if variation is None else table.percent(variation)])
         return rows
 
 
@@ -85,7 +102,7 @@ def draw_plots(results, folder):
     os.makedirs(folder, exist_ok=True)
     drawn = []
     for chart in charts.all_charts():
-        series = charts.series_of(chart, results.figures, results.libraries)
+        series = charts.series_of(chart, results.outcome.figures, results.libraries)
         if series:
             name = f"{chart.scenario.lower()}.svg"
             with open(os.path.join(folder, name), "w", encoding="utf-8") as file:

@@ -21,7 +21,7 @@ LINES_OF_A_FAILURE = 5
 
 
 class Outcome:
-    """What a whole run has brought: figures, what was skipped, what failed."""
+    """What a run has brought so far: figures, what was skipped, what failed."""
 
     def __init__(self):
         self.figures = []
@@ -65,21 +65,20 @@ def jobs_of_round(cases, libraries, order):
 class Runner:
     """Runs every case once a round. say: a function that takes a line for the user."""
 
-    def __init__(self, program, libraries, quick, seed, say):
+    def __init__(self, program, libraries, quick, say):
         self._program = program
         self._libraries = libraries
         self._quick = quick
-        self._seed = seed
         self._say = say
 
-    def run(self, cases, rounds):
-        outcome = Outcome()
-        order = random.Random(self._seed)
+    def run(self, cases, rounds, seed, outcome, end_round):
+        """Adds to the outcome. end_round: a function that is called with the number of each round at its end."""
+        order = random.Random(seed)
         for number in range(rounds):
             jobs = jobs_of_round(cases, self._libraries, order)
             for count, (case, library) in enumerate(jobs, 1):
                 self._run_case(case, library, number, f"round {number + 1}/{rounds} {count}/{len(jobs)}", outcome)
-        return outcome
+            end_round(number)
 
     def _run_case(self, case, library, number, where, outcome):
         name = library.name if needs_library(case) else None
@@ -88,7 +87,7 @@ class Runner:
         label = case if name is None or len(self._libraries) == 1 else f"{case} ({name})"
         started = time.monotonic()
         try:
-            code, output, errors = self._call(case, library, number)
+            code, output, errors = self._call(case, library)
             figures = [parse_line(line, number, case, name) for line in output.splitlines() if code == 0 and line]
         except subprocess.TimeoutExpired as expired:
             code, figures, errors = None, [], f"did not end within {expired.timeout:g} s"
@@ -105,9 +104,8 @@ class Runner:
             outcome.failures.append(Failure(case, name, number, text))
             self._say(f"{where}  {label}  FAILED: {text}")
 
-    def _call(self, case, library, number):
-        """The seed differs from round to round and is the same for all cases of a round."""
-        command = [self._program, "--library", library.path, "--seed", str(self._seed + number), "--case", case]
+    def _call(self, case, library):
+        command = [self._program, "--library", library.path, "--case", case]
         if self._quick:
             command.append("--quick")
         result = subprocess.run(command, stdin=subprocess.DEVNULL,

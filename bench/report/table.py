@@ -47,12 +47,14 @@ def with_unit(value, unit, digits=number):
 
 
 def measured_text(cell, digits=number):
-    """digits: how the numbers are written."""
+    """digits: how the numbers are written. Rounds in which something failed do not count, and are told."""
     if cell.spread is None:
-        return f"not measured: {cell.lacking or 'no rounds'}"
+        return f"not measured: {cell.lacking}"
     text = digits(cell.spread.median)
     if cell.spread.count > 1:
         text += f" ({digits(cell.spread.low)} … {digits(cell.spread.high)})"
+    if cell.spread.count < cell.rounds:
+        text += f" ({cell.spread.count} of {cell.rounds})"
     return text + (f" {SHORT}" if cell.met is False else "")
 
 
@@ -73,11 +75,15 @@ def figure_table(summaries):
     for summary in summaries:
         parameters = ", ".join(f"{name} = {value:g}" for name, value in summary["parameters"].items())
         contestant = summary["contestant"] + (f" ({summary['library']})" if summary["library"] else "")
-        text = with_unit(summary["median"], summary["unit"])
-        if summary["rounds"] > 1:
-            text += f" ({with_unit(summary['min'], summary['unit'])} … {with_unit(summary['max'], summary['unit'])})"
-        rows.append([summary["scenario"], contestant, parameters, summary["metric"], text])
+        rows.append([summary["scenario"], contestant, parameters, summary["metric"], spread_text(summary)])
     return rows
+
+
+def spread_text(summary):
+    text = with_unit(summary["median"], summary["unit"])
+    if summary["rounds"] > 1:
+        text += f" ({with_unit(summary['min'], summary['unit'])} … {with_unit(summary['max'], summary['unit'])})"
+    return text
 
 
 def as_text(rows):

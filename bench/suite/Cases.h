@@ -11,7 +11,6 @@ struct Settings
 {
     std::string library;  // path of liborv_notification_service.so
     bool quick = false;   // a run that only shows that the case works: the shortest that passes through all of it
-    unsigned int seed = 1;
 };
 
 // Something to measure, alone in a process of its own.

@@ -114,7 +114,6 @@ int main(int argc, char** argv)
         ->required()
         ->check(CLI::ExistingFile);
     app.add_flag("--quick", settings.quick, "only show that the case works");
-    app.add_option("--seed", settings.seed, "of what is drawn by lot")->capture_default_str();
     CLI::Option_group* const what = app.add_option_group("what");
     what->add_flag("--list", list, "print the names of the cases");
     what->add_option("--case", name, "the case to measure");
