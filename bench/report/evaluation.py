@@ -5,23 +5,28 @@ from collections import namedtuple
 
 from report.figures import rounds_of, spread_over_rounds
 
-# spread: None if the row could not be computed; lacking then says which figure was missing. met: None without a target.
-# rounds: how many there should have been.
+# spread: None if the row could not be computed; lacking then says which figure was missing, or why. met: None without a
+# target. rounds: how many there should have been.
 Cell = namedtuple("Cell", "spread met lacking rounds")
 # cells: by the library's name.
 Line = namedtuple("Line", "row cells")
 
 
-def evaluate(rows, figures, libraries, wanted):
-    """A Line for each row. libraries: names, in the order of the columns. wanted: the number of rounds."""
+def evaluate(rows, figures, libraries, wanted, reason=lambda missing, library: None):
+    """A Line for each row.
+
+    libraries: names, in the order of the columns. wanted: the number of rounds. reason: a function of a Missing and a
+    library's name that returns why there is no such figure, or None.
+    """
     rounds = {library: rounds_of(figures, library) for library in libraries}
-    return [Line(row, {library: cell(row, rounds[library], wanted) for library in libraries}) for row in rows]
+    return [Line(row, {library: cell(row, rounds[library], wanted, lambda missing, of=library: reason(missing, of))
+                       for library in libraries}) for row in rows]
 
 
-def cell(row, rounds, wanted):
-    measured, lacking = spread_over_rounds(rounds, row.value)
+def cell(row, rounds, wanted, reason=lambda missing: None):
+    measured, missing = spread_over_rounds(rounds, row.value)
     if measured is None:
-        return Cell(None, None, lacking or "no rounds", wanted)
+        return Cell(None, None, (reason(missing) or str(missing)) if missing else "no rounds", wanted)
     return Cell(measured, row.target.is_met(measured.median) if row.target else None, None, wanted)
 
 

@@ -22,7 +22,24 @@ UNITS = {
 
 
 class Missing(Exception):
-    """A figure that a row needs was not measured; the text names it."""
+    """A figure that a row needs was not measured; the text names it.
+
+    For a single figure scenario, contestant and parameters tell the case that was to bring it; otherwise scenario is
+    None.
+    """
+
+    def __init__(self, text, scenario=None, contestant=None, parameters=None):
+        super().__init__(text)
+        self.scenario = scenario
+        self.contestant = contestant
+        self.parameters = parameters or {}
+
+    def is_of(self, case):
+        """Whether the case of this name, SCENARIO/CONTESTANT/NAME=NUMBER/..., should have brought the figure."""
+        names = case.split("/")
+        given = [name.split("=") for name in names if "=" in name]
+        return (names[:2] == [self.scenario, self.contestant]
+                and all(f"{self.parameters[name]:g}" == number for name, number in given if name in self.parameters))
 
 
 def parse_line(line, round_number, case, library):
@@ -53,14 +70,16 @@ class Round:
                 and all(figure.parameters.get(name) == value for name, value in parameters.items())]
 
     def of_scenario(self, scenario):
-        return [figure for figure in self._figures if figure.scenario == scenario]
+        """In an order that does not depend on that in which the cases were run."""
+        return sorted((figure for figure in self._figures if figure.scenario == scenario),
+                      key=lambda figure: (figure.contestant, sorted(figure.parameters.items()), figure.metric))
 
     def get(self, scenario, contestant, metric, **parameters):
         """The one figure's value. Missing if there is none; ValueError if there are several."""
         found = self.find(scenario, contestant, metric, **parameters)
         given = "".join(f" {name}={value:g}" for name, value in parameters.items())
         if not found:
-            raise Missing(f"{scenario} {contestant} {metric}{given}")
+            raise Missing(f"{scenario} {contestant} {metric}{given}", scenario, contestant, parameters)
         if len(found) > 1:
             raise ValueError(f"{len(found)} figures are {scenario} {contestant} {metric}{given}")
         return found[0].value
@@ -70,7 +89,7 @@ class Round:
         points = sorted((figure.parameters[x], figure.value)
                         for figure in self.find(scenario, contestant, metric, **parameters) if x in figure.parameters)
         if len(points) < 2:
-            raise Missing(f"{scenario} {contestant} {metric} over {x}")
+            raise Missing(f"{scenario} {contestant} {metric} over {x}", scenario, contestant, parameters)
         return points
 
 
@@ -111,12 +130,12 @@ def spread(values):
 
 
 def spread_over_rounds(rounds, value):
-    """The spread of value(round) over the rounds that have it, and what the last one without it lacked, or None."""
+    """The spread of value(round) over the rounds that have it, and the Missing of the last one without it, or None."""
     values = []
     lacking = None
     for measured in rounds:
         try:
             values.append(value(measured))
         except Missing as missing:
-            lacking = str(missing)
+            lacking = missing
     return spread(values), lacking

@@ -6,7 +6,7 @@ import os
 from report import charts, evaluation, svg, table, targets
 from report.figures import Figure
 from report.micro import SCENARIO as MICRO
-from report.running import Failure, Outcome, Skip
+from report.running import Failure, Outcome, Remark, Skip
 
 BEGIN = "<!-- results: begin -->"
 END = "<!-- results: end -->"
@@ -31,6 +31,7 @@ class Results:
         try:
             outcome.figures = [Figure(**figure) for figure in content["figures"]]
             outcome.skips = [Skip(**skip) for skip in content["skipped"]]
+            outcome.remarks = [Remark(**remark) for remark in content["remarks"]]
             outcome.failures = [Failure(**failure) for failure in content["failed"]]
             return Results(content["machine"], content["options"], content["libraries"], content["rounds"], outcome)
         except (KeyError, TypeError) as error:
@@ -43,6 +44,7 @@ class Results:
                    "rounds": self.rounds, "rows": [row_as_dictionary(line) for line in self.lines()],
                    "summaries": evaluation.summaries(outcome.figures),
                    "skipped": [skip._asdict() for skip in outcome.skips],
+                   "remarks": [remark._asdict() for remark in outcome.remarks],
                    "failed": [failure._asdict() for failure in outcome.failures],
                    "figures": [figure._asdict() for figure in outcome.figures]}
         with open(path + ".new", "w", encoding="utf-8") as file:
@@ -51,15 +53,23 @@ class Results:
         os.replace(path + ".new", path)
 
     def lines(self):
-        lines = evaluation.evaluate(targets.all_rows(), self.outcome.figures, self.libraries, self.rounds)
+        lines = evaluation.evaluate(targets.all_rows(), self.outcome.figures, self.libraries, self.rounds, self.reason)
         return evaluation.measured_lines(lines, self.outcome.figures)
+
+    def reason(self, missing, library):
+        """What the case has said that was to bring a figure for this library, or None."""
+        for said in self.outcome.skips + self.outcome.failures + self.outcome.remarks:
+            if said.library in (None, library) and missing.is_of(said.case):
+                return said.text
+        return None
 
     def head(self):
         return table.head(self.machine, self.options)
 
     def remarks(self):
-        """One line for each thing that was not measured."""
-        return ([f"skipped: {skip.case}: {skip.text}" for skip in self.outcome.skips]
+        """One line for each thing that was not measured, or of which there is something else to know."""
+        return ([f"skipped: {self.label(skip)}: {skip.text}" for skip in self.outcome.skips]
+                + [f"remark: {self.label(remark)}: {remark.text}" for remark in self.outcome.remarks]
                 + [f"FAILED: {self.label(failure)}, round {failure.round + 1}: {failure.text}"
                    for failure in self.outcome.failures])
 

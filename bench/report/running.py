@@ -10,8 +10,9 @@ from report.figures import parse_line
 
 # name None: the case measures something that no library has a part in.
 Library = namedtuple("Library", "name path")
-# text: why it could not be run, or what it has said.
+# text: why it could not be run, or what it has said. A remark is what a case has said that was measured nevertheless.
 Skip = namedtuple("Skip", "case library text")
+Remark = namedtuple("Remark", "case library text")
 Failure = namedtuple("Failure", "case library round text")
 
 NOT_INSTALLED = 77  # a case's exit code when this machine lacks what it measures
@@ -21,11 +22,12 @@ LINES_OF_A_FAILURE = 5
 
 
 class Outcome:
-    """What a run has brought so far: figures, what was skipped, what failed."""
+    """What a run has brought so far: figures, what was skipped, what there is to remark, what failed."""
 
     def __init__(self):
         self.figures = []
         self.skips = []
+        self.remarks = []
         self.failures = []
 
 
@@ -98,6 +100,9 @@ class Runner:
             self._say(f"{where}  {label}  skipped: {last_lines(errors)}")
         elif code == 0 and figures:
             outcome.figures.extend(figures)
+            remark = Remark(case, name, last_lines(errors))
+            if remark.text and remark not in outcome.remarks:
+                outcome.remarks.append(remark)
             self._say(f"{where}  {label}  {time.monotonic() - started:.1f} s")
         else:
             text = last_lines(errors) or ("no figures" if code == 0 else f"exit code {code}")

@@ -141,12 +141,12 @@ int main(int argc, char** argv)
     }
     catch (const OrvBench::UnavailableChannel& error)
     {
-        std::fprintf(stderr, "%s: %s\n", name.c_str(), error.what());
+        std::fprintf(stderr, "%s\n", error.what());
         return UNAVAILABLE;
     }
     catch (const std::exception& error)
     {
-        std::fprintf(stderr, "%s: %s\n", name.c_str(), error.what());
+        std::fprintf(stderr, "%s\n", error.what());
         return FAILED;
     }
 }
