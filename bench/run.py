@@ -6,25 +6,26 @@ import os
 import sys
 import time
 
-from report import machine, micro, publishing
+from report import machine, micro, publishing, targets
 from report.running import Failure, Library, Outcome, Runner, fingerprint, list_cases
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
 ROUNDS = 5
+FLOOR = "floor"
 
 DESCRIPTION = """Runs every case of bench_suite in a process of its own, once in each round, in an order that a fixed
 seed shuffles, then prints the table of targets: ratios are made within a round; the median over the rounds stands
 before minimum and maximum. Writes results.json, after each round, and a plot for each scenario. Time is never judged: a
 row that falls short of its target is marked. Exits 0 if every case ran, or could not be had on this machine, and lost
-no record."""
+no record; 2 if it was called wrongly."""
 
 
 def arguments_of(words):
     parser = argparse.ArgumentParser(prog="bench/run.py", description=DESCRIPTION)
     parser.add_argument("--rounds", type=int, metavar="N", help=f"rounds to run, {ROUNDS} if not named; quick: 1")
-    parser.add_argument("--scenario", metavar="A,B,...", help="only these, and the floors; 'micro' are the "
-                        "micro-benchmarks")
+    parser.add_argument("--scenario", metavar="A,B,...", help="only these, and what they are held against; 'micro' are "
+                        "the micro-benchmarks")
     parser.add_argument("--library", action="append", default=[], metavar="[NAME=]PATH",
                         help="the library to measure, that of the release build if not named; several are measured "
                         "side by side, each with the liborv_common.so that lies beside it")
@@ -40,10 +41,15 @@ def arguments_of(words):
                         help="the built suite; build/release/bin/bench_suite")
     parser.add_argument("--micro", default=None, metavar="PATH",
                         help="the built micro-benchmarks; bench_micro beside the suite")
+    parser.add_argument("--check", action="store_true", help="measure nothing; only look whether the rest is right")
     chosen = parser.parse_args(words)
     if chosen.rounds is not None and chosen.rounds < 1:
         parser.error("--rounds must be at least 1")
-    chosen.scenarios = chosen.scenario.split(",") if chosen.scenario else []
+    known = list(dict.fromkeys([row.scenario for row in targets.all_rows()] + [micro.SCENARIO, FLOOR]))
+    chosen.scenarios = chosen.scenario.split(",") if chosen.scenario is not None else []
+    unknown = [repr(scenario) for scenario in chosen.scenarios if scenario not in known]
+    if unknown:
+        parser.error(f"unknown scenario {', '.join(unknown)}; known: {', '.join(known)}")
     return chosen
 
 
@@ -62,8 +68,10 @@ def libraries_of(chosen):
 
 
 def is_chosen(case, scenarios):
-    scenario = case.split("/")[0]
-    return not scenarios or scenario in scenarios or scenario == "floor"
+    beginnings = [FLOOR + "/"]
+    for scenario in scenarios:
+        beginnings += [scenario + "/", *targets.NEEDS.get(scenario, ())]
+    return not scenarios or case.startswith(tuple(beginnings))
 
 
 def run_micro(chosen, number, where, outcome):
@@ -85,6 +93,8 @@ def measure(chosen):
     options = {"rounds": f"{rounds}, quick: the figures say nothing" if chosen.quick else str(rounds),
                "seed": str(chosen.seed),
                "libraries": ", ".join(f"{library.name} {fingerprint(library.path)}" for library in libraries)}
+    if chosen.scenarios:
+        options["scenarios"] = ",".join(chosen.scenarios)
     outcome = Outcome()
     results = publishing.Results(machine.facts(ROOT, chosen.program), options,
                                  [library.name for library in libraries], rounds, outcome)
@@ -109,6 +119,8 @@ def say(line):
 
 def main(words):
     chosen = arguments_of(words)
+    if chosen.check:
+        return 0
     try:
         os.makedirs(chosen.out, exist_ok=True)
         results = publishing.Results.read(chosen.results) if chosen.results else measure(chosen)

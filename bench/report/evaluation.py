@@ -30,9 +30,12 @@ def cell(row, rounds, wanted, reason=lambda missing: None):
     return Cell(measured, row.target.is_met(measured.median) if row.target else None, None, wanted)
 
 
-def measured_lines(lines, figures):
-    """Without the rows of scenarios of which nothing was run."""
-    run = {figure.scenario for figure in figures}
+def measured_lines(lines, figures, chosen=None):
+    """Without the rows of scenarios of which nothing was run, or only what others are held against.
+
+    chosen: the scenarios that were to be run; None for all.
+    """
+    run = {figure.scenario for figure in figures if chosen is None or figure.scenario in chosen}
     return [line for line in lines
             if line.row.scenario in run or any(cell.spread for cell in line.cells.values())]
 

@@ -54,7 +54,8 @@ class Results:
 
     def lines(self):
         lines = evaluation.evaluate(targets.all_rows(), self.outcome.figures, self.libraries, self.rounds, self.reason)
-        return evaluation.measured_lines(lines, self.outcome.figures)
+        chosen = self.options["scenarios"].split(",") if "scenarios" in self.options else None
+        return evaluation.measured_lines(lines, self.outcome.figures, chosen)
 
     def reason(self, missing, library):
         """What the case has said that was to bring a figure for this library, or None."""

@@ -233,6 +233,11 @@ def idle():
                 lambda measured: measured.get("idle", SERVICE, "cpu_per_second") * 1e6)]
 
 
+# What else a scenario is held against, by the beginnings of the names of the cases. The floors always run.
+NEEDS = {"B": ("A/service/",), "C": ("A/service/",), "H": ("A/service/",), "N": ("A/service/",), "O": ("A/service/",),
+         "L": ("A/service/", "F/service/"), "M": ("F/service/",)}
+
+
 def all_rows():
     parts = (saturation, default_store, store_growth, low_load, burst, push_call, replay, filters, events, memory,
              trace_off, slow_one, overflow, churn, growth_in_subscribers, idle)
