@@ -115,7 +115,7 @@ def draw_plots(results, folder):
     for chart in charts.all_charts():
         series = charts.series_of(chart, results.outcome.figures, results.libraries)
         if series:
-            name = f"{chart.scenario.lower()}.svg"
+            name = f"{chart.name}.svg"
             with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
                 file.write(svg.draw(chart, series))
             drawn.append((chart, name))
