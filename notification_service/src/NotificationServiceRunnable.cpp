@@ -29,7 +29,8 @@ namespace OrvNbiNotificationService
 typedef Orv::OrvThreadLock<Poco::FastMutex> RegistryLock;
 
 // Notifications in a row whose delivery runs start together: behind 64 of them, behind the first that is done after 2
-// ms, or before anything else is handled. A queue that is half full before does not wait.
+// ms, or before anything else is handled. A queue of which three quarters are taken does not
+// wait.
 class NotificationServiceRunnable::RunGroup
 {
 public:

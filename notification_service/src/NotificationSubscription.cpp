@@ -244,21 +244,21 @@ void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& not
         return;
     }
     NOTIF_TRACE("Calling match function");
-    bool isHalfFull = false;
+    bool isFilling = false;
     {
         // From a match to the derived calls that go with it: a timer's record must not come between.
         FilterLock lock(_filterMutex);
         if (isControlRecord(notification) || _filters->match(notification))
         {
             NOTIF_TRACE("Filter match occurred. Pushing in notification queue");
-            if (!enqueue(notification, isHalfFull))
+            if (!enqueue(notification, isFilling))
             {
                 return;
             }
         }
     }
     // A record that a run missed as it ended is picked up by the next arrival, wanted or not.
-    if (start == Start::AtOnce || isHalfFull)
+    if (start == Start::AtOnce || isFilling)
     {
         checkQueue();
     }
@@ -284,9 +284,9 @@ bool NotificationSubscription::isExpired(const OrvOamSpiNbiNotificationValue_1& 
            notification.notificationType != notificationComplete;
 }
 
-// False if the subscription accepts nothing any more. isHalfFull: what the queue is then; one notification may have
-// brought many records.
-bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& notification, bool& isHalfFull)
+// False if the subscription accepts nothing any more. isFilling: whether so much waits then that delivery should not;
+// one notification may have brought many records.
+bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& notification, bool& isFilling)
 {
     QueueLock lock(_queueMutex);
     if (_stopped.load(std::memory_order_relaxed) && notification.notificationType != notificationComplete)
@@ -298,7 +298,7 @@ bool NotificationSubscription::enqueue(const OrvOamSpiNbiNotificationValue_1& no
         purge();
     }
     appendDerived(notification);
-    isHalfFull = _queue.size() >= _maxQueueSize / 2;
+    isFilling = _queue.size() >= _maxQueueSize - _maxQueueSize / 4;
     return true;
 }
 

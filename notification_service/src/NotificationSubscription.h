@@ -55,8 +55,8 @@ public:
     };
 
     // Queues what the subscriber is to get for this record, a copy or what the filter derives, and starts delivery; or
-    // leaves that to startDelivery, unless half of the queue is taken. The record is borrowed for the call. Never waits
-    // for the subscriber.
+    // leaves that to startDelivery, unless three quarters of the queue are taken. The record is borrowed for the call.
+    // Never waits for the subscriber.
     void notify(const OrvOamSpiNbiNotificationValue_1& notification, Start start = Start::AtOnce) noexcept;
 
     // Starts what notify has left. It, and a notify that leaves something, need the registry lock.
@@ -85,7 +85,7 @@ private:
     void onHeartbeatTimer(Poco::Timer&);
 
     bool isExpired(const OrvOamSpiNbiNotificationValue_1& notification) const;
-    bool enqueue(const OrvOamSpiNbiNotificationValue_1& notification, bool& isHalfFull) ORV_REQUIRES(_filterMutex);
+    bool enqueue(const OrvOamSpiNbiNotificationValue_1& notification, bool& isFilling) ORV_REQUIRES(_filterMutex);
     void clearQueue() ORV_REQUIRES(_queueMutex);
     void purge() ORV_REQUIRES(_queueMutex);
     void appendDerived(const OrvOamSpiNbiNotificationValue_1& notification) ORV_REQUIRES(_filterMutex, _queueMutex);

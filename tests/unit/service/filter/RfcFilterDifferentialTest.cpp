@@ -21,8 +21,8 @@ namespace
 {
 
 const unsigned int SHARDS = 10;
-// The release build compares 120,000. The sanitizers, under which a case takes ten and twenty times as long, look at the
-// memory of some of these, and at what is one thread's alone.
+// The release build compares 120,000. The sanitizers, under which a case takes ten and twenty times as long, look at
+// the memory of some of these, and at what is one thread's alone.
 #if defined(__SANITIZE_THREAD__)
 const unsigned int NOTIFICATIONS_PER_SHARD = 1200;
 #elif defined(__SANITIZE_ADDRESS__)

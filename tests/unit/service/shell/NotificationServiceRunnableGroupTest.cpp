@@ -162,20 +162,15 @@ TEST_F(NotificationServiceRunnableGroup, StartsAtOnceForASingleNotificationBehin
     EXPECT_EQ(stepsOf(records(65)), std::string(128, 'o') + "ssosos");
 }
 
-TEST_F(NotificationServiceRunnableGroup, StartsAtOnceWhereHalfOfTheQueueIsTaken)
+TEST_F(NotificationServiceRunnableGroup, StartsAtOnceWhereThreeQuartersOfTheQueueAreTaken)
 {
-    useBufferSize(10);
+    useBufferSize(9);
     RecordingHandler handler(1);
     handler.hold();
     add(1);
     registry().notifyHandlers(&*makeNotification(1000, "A=1", objectCreated));
     ASSERT_TRUE(handler.waitUntilHeld());
-    EXPECT_EQ(stepsOf(records(7)),
-              "oooo"
-              "os"
-              "os"
-              "os"
-              "s");
+    EXPECT_EQ(stepsOf(records(9)), "ooooooosososs");
     handler.release();
 }
 
@@ -211,6 +206,16 @@ TEST_F(NotificationServiceRunnableGroup, LooksOnceAtAQueueAndNotAtOneWhoseSubscr
         1, [] {}, longAgo);  // every notification comes behind its stop time
     add(2);
     EXPECT_EQ(stepsOf(records(2)), "oooos");
+}
+
+TEST_F(NotificationServiceRunnableGroup, LooksAtNoQueueForWhatOnlyTheGroupBeforeHasBrought)
+{
+    const long long inAnHour = 1000000000 + 3600000000;
+    add(
+        1, [] {}, inAnHour);
+    EXPECT_EQ(stepsOf({record(), record(), new Orv::PipeMessage(static_cast<Orv::MessageTypeT>(7)),
+                       record(inAnHour + 1), record(inAnHour + 1)}),
+              "oosuoo");
 }
 
 TEST_F(NotificationServiceRunnableGroup, DeliversWhatStandsBeforeANotificationThatEndsTheThread)

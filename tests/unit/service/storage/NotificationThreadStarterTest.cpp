@@ -197,8 +197,8 @@ protected:
 TEST_F(NotificationThreadStarterSubscriptionTest, AnExhaustedPoolIsReportedTwiceByTheStarterAndByTheQueueCheck)
 {
     PoolGate gate(pool, 510);
-    bool isHalfFull = false;
-    ASSERT_TRUE(subscription.enqueue(*OrvTest::at(10), isHalfFull));
+    bool isFilling = false;
+    ASSERT_TRUE(subscription.enqueue(*OrvTest::at(10), isFilling));
     traceEverything();
     EXPECT_THROW(subscription.checkQueue(), Poco::NoThreadAvailableException);
     EXPECT_TRUE(

@@ -365,7 +365,7 @@ TEST_F(NotificationSubscriptionNotify, ANullDnReachesTheTraceAndIsAcceptedThere)
     EXPECT_EQ(handler.types(), Types({discardedOld}));
 }
 
-TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedRecordsTakeHalfOfTheQueue)
+TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedRecordsTakeThreeQuartersOfTheQueue)
 {
     filter.deletes = [](const Record&, std::vector<Record*>& derived)
     {
@@ -374,7 +374,7 @@ TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedR
             derived.push_back(derivedRecord(NOW, dn, objectDeleted));
         }
     };
-    subscribe(withLimit(12));
+    subscribe(withLimit(8));
     const TokenHold token(*subscription);
     const auto looksFor = [this](NotificationSubscription::Start start)
     {
@@ -384,8 +384,8 @@ TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedR
         framework.setLevel(6);
         return checkQueueCalls() - before;
     };
-    EXPECT_EQ(0u, looksFor(NotificationSubscription::Start::Later)) << "3 of 12";
-    EXPECT_EQ(1u, looksFor(NotificationSubscription::Start::Later)) << "6 of 12";
+    EXPECT_EQ(0u, looksFor(NotificationSubscription::Start::Later)) << "3 of 8";
+    EXPECT_EQ(1u, looksFor(NotificationSubscription::Start::Later)) << "6 of 8";
 }
 
 TEST_F(NotificationSubscriptionNotify, AMadeDiscardedOldRecordCarriesTheGivenTimeAndIsTheCallers)

@@ -192,8 +192,8 @@ TEST_F(NotificationSubscriptionSubtree, AHeartbeatBetweenAMatchAndItsCallsGetsNo
     ASSERT_TRUE(subscription->_filters->match(*notification));
 
     heartbeat();
-    bool isHalfFull = false;
-    subscription->enqueue(*notification, isHalfFull);
+    bool isFilling = false;
+    subscription->enqueue(*notification, isFilling);
     deliverAll();
 
     ASSERT_EQ(handler.types(), Types({heartbeatNotification, attributeChanged}));
