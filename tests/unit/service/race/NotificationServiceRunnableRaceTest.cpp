@@ -1,17 +1,12 @@
 // Interleavings at the registry: newcomers, removals, records and clock changes on threads of their own.
-#include "NotificationServiceRunnable.h"
-
 #include <functional>
 #include <future>
-#include <map>
-#include <memory>
 #include <thread>
 
 #include "Interleaving.h"
 #include "ManualClock.h"
 #include "MutexFault.h"
-#include "ShellTest.h"
-#include "SubscriptionTest.h"
+#include "RegistryRaceTest.h"
 #include "SyncPoint.h"
 #include "WaitNotice.h"
 
@@ -24,37 +19,9 @@ namespace
 
 const char DISCARDED_ONE[] = "Discarded 1 notifications from replay buffer due to system clock change. ";
 
-// The registry without a service thread: each test has threads that do what that one, the event thread and the agents'
-// would.
-class NotificationServiceRunnableRace : public ShellTest
+class NotificationServiceRunnableRace : public RegistryRaceTest
 {
 protected:
-    ~NotificationServiceRunnableRace() override { registry.stop(); }
-
-    OrvReturnT add(unsigned int handle, long long startTime = 0, long long stopTime = 0)
-    {
-        return registry.addSubscription(handle, RecordingHandler::handlerRecord(), new ScriptedFilter(filters[handle]),
-                                        startTime, stopTime, false, 0);
-    }
-    void store(int64_t eventTime, const std::string& dn)
-    {
-        registry.notifyHandlers(&*makeNotification(eventTime, dn, objectCreated));
-    }
-    unsigned int stored() { return registry.getNotificationBuffer().getBufferSize(); }
-
-    // Waits until everything queued has been delivered. A record that came as a run was ending waits for the next look.
-    void deliverAll(unsigned int handle)
-    {
-        NotificationSubscription& subscription = *registry._subscriptions.at(handle);
-        bool delivered = false;
-        while (!delivered)
-        {
-            subscription.checkQueue();
-            const TokenHold token(subscription);
-            delivered = subscription.queueSize() == 0;
-        }
-    }
-
     // Subscribes handle 1 and starts its removal, which waits with the registry locked for the call of its handler.
     std::thread removalThatWaitsForTheHandler()
     {
@@ -87,11 +54,6 @@ protected:
         EXPECT_THAT(first.dns(), ElementsAre("-", "A=1", "-", "B=1"));
         EXPECT_THAT(first.types(), ElementsAre(replayGap, objectCreated, replayComplete, objectCreated));
     }
-
-    std::map<unsigned int, FilterScript> filters;
-    RecordingHandler first{1};
-    RecordingHandler second{2};
-    OrvNbiNotificationService::NotificationServiceRunnable registry{100};
 };
 
 TEST_F(NotificationServiceRunnableRace, ANewcomerDuringAFanOutGetsTheRecordByReplayAlone)
