@@ -29,8 +29,7 @@ namespace OrvNbiNotificationService
 typedef Orv::OrvThreadLock<Poco::FastMutex> RegistryLock;
 
 // Notifications in a row whose delivery runs start together: behind 64 of them, behind the first that is done after 2
-// ms, or before anything else is handled. A queue of which three quarters are taken does not
-// wait.
+// ms, or before anything else is handled. A queue of which three quarters are taken does not wait.
 class NotificationServiceRunnable::RunGroup
 {
 public:
@@ -318,9 +317,9 @@ void NotificationServiceRunnable::notifyHandlers(OrvOamSpiNbiNotificationValue_1
     }
     NOTIF_TRACE(" >> ");
     RegistryLock lock(_mutex);
-    openReturns(group);
     try
     {
+        openReturns(group);
         if (_notificationBuffer.pushNotification(*notification))
         {
             offerToSubscriptions(*notification, NotificationSubscription::Start::Later);
