@@ -4,10 +4,12 @@
 
 #include <ctime>
 #include <exception>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "DeliveryToken.h"
+#include "LegacySubscriptionFilter.h"
 #include "NotificationUtils.h"
 #include "OrvException.h"
 #include "OrvThreadLock.h"
@@ -17,11 +19,31 @@
 namespace OrvNbiNotificationService
 {
 
-typedef Orv::OrvThreadLock<Poco::FastMutex> FilterLock;
 typedef Orv::OrvThreadLock<Poco::FastMutex> QueueLock;
 
 namespace
 {
+
+// Locks only for a filter with findings. The analysis takes it for a lock in any case: without findings there is
+// nothing that needs one.
+class ORV_SCOPED_CAPABILITY FilterLock
+{
+public:
+    FilterLock(Poco::FastMutex& mutex, bool hasFindings) ORV_ACQUIRE(mutex) ORV_NO_THREAD_SAFETY_ANALYSIS
+    {
+        if (hasFindings)
+        {
+            _lock.emplace(mutex);
+        }
+    }
+    ~FilterLock() ORV_RELEASE() = default;
+
+    FilterLock(const FilterLock&) = delete;
+    FilterLock& operator=(const FilterLock&) = delete;
+
+private:
+    std::optional<Orv::OrvThreadLock<Poco::FastMutex>> _lock;  // one that cannot be unlocked ends the process
+};
 
 const long RETRY_PAUSE_NANOSECONDS = 10000000;
 
@@ -74,6 +96,7 @@ NotificationSubscription::NotificationSubscription(unsigned int subscriptionHand
       _deregistering(false),
       _timer(0, 0),
       _heartbeatTimer(0, 0),
+      _hasFindings(dynamic_cast<const LegacySubscriptionFilter*>(filter) == nullptr),
       _returns(returns),
       _startDue(false)
 {
@@ -247,7 +270,7 @@ void NotificationSubscription::notify(const OrvOamSpiNbiNotificationValue_1& not
     bool isFilling = false;
     {
         // From a match to the derived calls that go with it: a timer's record must not come between.
-        FilterLock lock(_filterMutex);
+        const FilterLock lock(_filterMutex, _hasFindings);
         if (isControlRecord(notification) || _filters->match(notification))
         {
             NOTIF_TRACE("Filter match occurred. Pushing in notification queue");

@@ -120,7 +120,8 @@ private:
     bool _deregistering ORV_GUARDED_BY(_processMutex);  // the run's alone
     Poco::Timer _timer;
     Poco::Timer _heartbeatTimer;
-    Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it
+    Poco::FastMutex _filterMutex;  // from a match to the derived calls that follow it, if the filter keeps findings
+    const bool _hasFindings;       // the filter may have some; a legacy one has none
     NotificationReturns* const _returns;
     bool _startDue;  // under the registry lock
     // What the filter may fill for its next selection. Null until it is asked, and after a selection.

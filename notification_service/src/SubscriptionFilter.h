@@ -9,7 +9,8 @@ namespace OrvNbiNotificationService
 
 // Decides which notifications reach a subscriber, and what a subscriber gets in place of one.
 // Threads:   several, one call at a time. match runs under the registry lock; the two derived calls may come from a
-//            timer thread, but never between a match and its own derived calls.
+//            timer thread, but never between a match and its own derived calls. A LegacySubscriptionFilter, which
+//            derives nothing, gets its calls as they come.
 // Ownership: a subscription owns its filter. Notifications are borrowed for the call.
 class SubscriptionFilter
 {

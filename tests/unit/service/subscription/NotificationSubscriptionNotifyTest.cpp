@@ -2,8 +2,12 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <memory>
+#include <thread>
 
 #include "AllocationHook.h"
+#include "LegacySubscriptionFilter.h"
 #include "LogCheck.h"
 #include "NotificationUtils.h"
 #include "SubscriptionTest.h"
@@ -363,6 +367,28 @@ TEST_F(NotificationSubscriptionNotify, ANullDnReachesTheTraceAndIsAcceptedThere)
     EXPECT_TRUE(traced(framework.lines(), 0, "in notify , Pushing notification (null)"));
     deliverAll();
     EXPECT_EQ(handler.types(), Types({discardedOld}));
+}
+
+TEST_F(NotificationSubscriptionNotify, AHeartbeatDoesNotWaitForTheMatchOfALegacyFilter)
+{
+    class Interrupted : public OrvNbiNotificationService::LegacySubscriptionFilter
+    {
+    public:
+        Interrupted() : LegacySubscriptionFilter(nullptr) {}
+        bool match(const Record&) override
+        {
+            std::thread(meanwhile).join();
+            return true;
+        }
+        std::function<void()> meanwhile;
+    };
+    auto* const interrupted = new Interrupted();
+    subscription = std::make_unique<NotificationSubscription>(HANDLE, RecordingHandler::handlerRecord(), interrupted,
+                                                              &buffer, 0, 0, false, 0, 100);
+    interrupted->meanwhile = [this] { subscription->onHeartbeatTimer(subscription->_heartbeatTimer); };
+    notify(NOW, "A=1");
+    deliverAll();
+    EXPECT_EQ(handler.types(), Types({heartbeatNotification, objectCreated}));
 }
 
 TEST_F(NotificationSubscriptionNotify, WhatMayStartLaterStartsAtOnceWhenDerivedRecordsTakeThreeQuartersOfTheQueue)
