@@ -148,6 +148,13 @@ TEST_F(NotificationServiceRunnableGroup, StartsBeforeAnythingElseIsHandled)
               "oosuooosxos");
 }
 
+TEST_F(NotificationServiceRunnableGroup, IsBegunAnewBehindASingleNotification)
+{
+    add(1);
+    EXPECT_EQ(stepsOf({record(), new Orv::PipeMessage(static_cast<Orv::MessageTypeT>(7)), record(), record()}),
+              "osuoos");
+}
+
 TEST_F(NotificationServiceRunnableGroup, StartsBehind64Notifications)
 {
     add(1);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
+#include "AllocationHook.h"
 #include "AttributeLedger.h"
 #include "MutexFault.h"
 #include "Records.h"
@@ -128,6 +131,23 @@ TEST_F(NotificationReturnsTest, AFullWayTakesNoPartOfABundle)
     EXPECT_EQ(16u, freed());
     give(15);
     EXPECT_EQ(16u, freed());
+}
+
+TEST_F(NotificationReturnsTest, AsksForNoMemoryUntilItIsFull)
+{
+    returns.open();
+    for (int time = 0; time < 2; ++time)
+    {
+        for (size_t i = 0; i < NotificationReturns::MAX_RECORDS; ++i)
+        {
+            OwnedNotification delivered = record();
+            const AllocationCount count;
+            NotificationReturns::Bundle(&returns).add(std::move(delivered));
+            ASSERT_EQ(0, count.allocations()) << i;
+        }
+        returns.collect();
+    }
+    EXPECT_EQ(0u, freed());
 }
 
 TEST_F(NotificationReturnsTest, ClosingFreesWhatIsOnItsWayAndWhatComesLater)
