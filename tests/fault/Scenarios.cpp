@@ -33,6 +33,11 @@ const auto serveWithHandler = [](World& world)
     world.registerHandler(world.handlerId);
     world.newHandle(world.subscriber);
 };
+const auto serveWithHandlerAndTrees = [](World& world)
+{
+    world.trees = Trees({node("A")});
+    serveWithHandler(world);
+};
 const auto serveWithSubscriber = [](World& world)
 {
     serveWithHandler(world);
@@ -381,11 +386,11 @@ Scenario terminating()
 
 Scenario beating()
 {
-    Scenario heartbeat = {"heartbeat", serveWithHandler,
+    Scenario heartbeat = {"heartbeat", serveWithHandlerAndTrees,
                           [](World& world)
                           {
                               const int answer =
-                                  world.subscribe(world.handlerId, world.subscriber, LegacyFilter(), 0, 0, true, 0);
+                                  world.subscribeSubtree(world.handlerId, world.subscriber, world.trees, 0, 0, true, 0);
                               world.waitFor(world.subscriber, "type 8");
                               return answer;
                           },
@@ -395,12 +400,12 @@ Scenario beating()
 
 Scenario reachingTheStopTime()
 {
-    Scenario stopTime = {"stop time", serveWithHandler,
+    Scenario stopTime = {"stop time", serveWithHandlerAndTrees,
                          [](World& world)
                          {
                              const long long soon = Poco::Timestamp().epochMicroseconds() + 2000;
                              const int answer =
-                                 world.subscribe(world.handlerId, world.subscriber, LegacyFilter(), 0, soon);
+                                 world.subscribeSubtree(world.handlerId, world.subscriber, world.trees, 0, soon);
                              world.waitFor(world.subscriber, "type 7");
                              return answer;
                          },

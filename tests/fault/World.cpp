@@ -153,11 +153,12 @@ OrvReturnT World::subscribe(unsigned int id, unsigned int handle, const LegacyFi
     return table().subscribe(id, filter.get(), handle, startTime, stopTime, heartbeatSupported, heartbeatInterval);
 }
 
-OrvReturnT World::subscribeSubtree(unsigned int id, unsigned int handle, Trees& wanted, long long startTime)
+OrvReturnT World::subscribeSubtree(unsigned int id, unsigned int handle, Trees& wanted, long long startTime,
+                                   long long stopTime, bool heartbeatSupported, long long heartbeatInterval)
 {
     OrvOamSpiNbiNotificationSubTree_1** const filters = wanted.get();
     const Crossing crossing(Crossing::toService);
-    return table().rfcFilterSubscribe(id, filters, handle, startTime, 0, false, 0);
+    return table().rfcFilterSubscribe(id, filters, handle, startTime, stopTime, heartbeatSupported, heartbeatInterval);
 }
 
 OrvReturnT World::unsubscribe(unsigned int handle)

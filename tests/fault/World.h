@@ -48,7 +48,9 @@ public:
     OrvReturnT newHandle(unsigned int& handle);
     OrvReturnT subscribe(unsigned int id, unsigned int handle, const LegacyFilter& filter, long long startTime = 0,
                          long long stopTime = 0, bool heartbeatSupported = false, long long heartbeatInterval = 0);
-    OrvReturnT subscribeSubtree(unsigned int id, unsigned int handle, Trees& trees, long long startTime = 0);
+    OrvReturnT subscribeSubtree(unsigned int id, unsigned int handle, Trees& trees, long long startTime = 0,
+                                long long stopTime = 0, bool heartbeatSupported = false,
+                                long long heartbeatInterval = 0);
     OrvReturnT unsubscribe(unsigned int handle);
     OrvReturnT push(const Notification& notification);
     typedef OrvReturnT (*TimeQuery)(long long* time);
