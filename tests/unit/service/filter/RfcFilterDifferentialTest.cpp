@@ -21,6 +21,7 @@ namespace
 {
 
 const unsigned int SHARDS = 10;
+const unsigned int ENOUGH_FOR_A_MIX = 12000;  // in a shard; in fewer the rare kinds may be rarer
 // The release build compares 120,000. The sanitizers, under which a case takes ten and twenty times as long, look at
 // the memory of some of these, and at what is one thread's alone.
 #if defined(__SANITIZE_THREAD__)
@@ -28,7 +29,7 @@ const unsigned int NOTIFICATIONS_PER_SHARD = 1200;
 #elif defined(__SANITIZE_ADDRESS__)
 const unsigned int NOTIFICATIONS_PER_SHARD = 4000;
 #else
-const unsigned int NOTIFICATIONS_PER_SHARD = 12000;
+const unsigned int NOTIFICATIONS_PER_SHARD = ENOUGH_FOR_A_MIX;
 #endif
 const unsigned int SEEDS_PER_SHARD = 1000000;
 
@@ -113,10 +114,14 @@ TEST_P(RfcFilterDifferential, AgreesWithThePlainEvaluation)
     {
         return;
     }
+    EXPECT_GE(mix.matched, NOTIFICATIONS_PER_SHARD);
+    if (mix.matched < ENOUGH_FOR_A_MIX)
+    {
+        return;
+    }
 
     // Cases that nearly all fail, or nearly all pass, would prove little.
     const double percent = mix.matched / 100.0;
-    EXPECT_GE(mix.matched, NOTIFICATIONS_PER_SHARD);
     EXPECT_GT(mix.passed, 30 * percent);
     EXPECT_LT(mix.passed, 70 * percent);
     EXPECT_GT(mix.readAndPassed, 10 * percent);
