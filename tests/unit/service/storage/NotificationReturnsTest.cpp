@@ -1,5 +1,6 @@
 #include "NotificationReturns.h"
 
+#include <Poco/Exception.h>
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -184,6 +185,16 @@ TEST_F(NotificationReturnsTest, ADeliveryDoesNotWaitForAWayThatIsHeld)
     give(2);
     EXPECT_EQ(2u, freed());
     returns._mutex.unlock();
+}
+
+TEST_F(NotificationReturnsTest, AMutexThatCannotBeLockedLeavesTheWayClosed)
+{
+    {
+        const MutexFault fault(returns._mutex, MutexFault::lockFails);
+        EXPECT_THROW(returns.open(), Poco::SystemException);
+    }
+    give(1);
+    EXPECT_EQ(1u, freed());
 }
 
 TEST_F(NotificationReturnsTest, AMutexThatCannotBeTriedMakesADeliveryFreeItself)
