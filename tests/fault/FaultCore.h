@@ -91,6 +91,7 @@ bool isOnService();
 void becomeActor(Actor actor);
 
 bool isServiceThread();
+bool isPoolThread();
 // Calls what FaultLayer was given for it.
 void tellNews();
 // Around a wait for input.

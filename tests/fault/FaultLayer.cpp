@@ -136,6 +136,11 @@ bool isServiceThread()
     return actorOfThisThread == Actor::serviceThread;
 }
 
+bool isPoolThread()
+{
+    return actorOfThisThread == Actor::poolThread;
+}
+
 const Fault* faultFor(Operation operation)
 {
     const bool wanted = armed.load(std::memory_order_acquire) && currentFault.operation == operation &&

@@ -54,10 +54,14 @@ public:
     // Whether a mutex has failed so far, and the failing unlock has freed it.
     static bool hasMutexFailed();
 
+    // The system clock as the service's side reads it stands at this time since the Unix epoch, or runs.
+    static void holdClock(long long microseconds);
+    static void releaseClock();
+
     // What threads that the service makes from now on are.
     static void threadsAre(Actor actor);
-    // Called when the service thread is about to wait for its input, when it has ended, before it is gone, and when a
-    // mutex has failed, on that thread. Null for nothing.
+    // Called when the service thread is about to wait for its input, when it has ended, before it is gone, when a pool
+    // thread has unlocked a mutex, and when a mutex has failed, on that thread. Null for nothing.
     static void whenThereIsNews(void (*action)());
     static bool isServiceThreadWaiting();   // for its input
     static unsigned int serviceThreads();   // alive

@@ -1,9 +1,10 @@
-// What else the service asks of the system: waiting, pausing, compiling an expression, files.
+// What else the service asks of the system: waiting, pausing, the time, compiling an expression, files.
 #include <fcntl.h>
 #include <regex.h>
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <ctime>
@@ -18,12 +19,25 @@ namespace
 
 ORV_REPLACES(select);
 ORV_REPLACES(nanosleep);
+ORV_REPLACES(clock_gettime);
 ORV_REPLACES(regcomp);
 ORV_REPLACES(open64);
 ORV_REPLACES(read);
 ORV_REPLACES(write);
 
+std::atomic<long long> heldTime{0};  // microseconds since the Unix epoch; 0 while the clock runs
+
 }  // namespace
+
+void FaultLayer::holdClock(long long microseconds)
+{
+    heldTime.store(microseconds);
+}
+
+void FaultLayer::releaseClock()
+{
+    heldTime.store(0);
+}
 
 extern "C"
 {
@@ -57,6 +71,17 @@ extern "C"
             return -1;
         }
         return ORV_REAL(nanosleep)(request, remaining);
+    }
+
+    int clock_gettime(clockid_t clock, timespec* time) noexcept
+    {
+        const long long held = heldTime.load();
+        if (held == 0 || clock != CLOCK_REALTIME || !isOnService())
+        {
+            return ORV_REAL(clock_gettime)(clock, time);
+        }
+        *time = {held / 1000000, held % 1000000 * 1000};
+        return 0;
     }
 
     int regcomp(regex_t* compiled, const char* expression, int flags)

@@ -135,6 +135,10 @@ extern "C"
         const bool failing = lockFails(Operation::unlock, mutex);
         noteFreed(mutex);
         const int result = function(mutex);
+        if (isPoolThread())
+        {
+            tellNews();
+        }
         return failing ? fail() : result;
     }
 }

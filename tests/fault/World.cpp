@@ -24,6 +24,10 @@ const std::chrono::seconds STALL(1);
 // Tells a nudge from all others.
 const int64_t NUDGE_TIME = 8999999999999999999;
 
+// Types of records without a DN.
+const char* const OVERFLOW = "type 4";
+const char* const REPLAY_COMPLETE = "type 6";
+
 World* theWorld = nullptr;
 
 void wakeTheWorld()
@@ -39,6 +43,11 @@ std::string nameOf(const OrvOamSpiNbiNotificationValue_1* record)
         return "null";
     }
     return record->dn != nullptr ? record->dn : "type " + std::to_string(record->notificationType);
+}
+
+bool contains(const std::vector<std::string>& all, const std::string& one)
+{
+    return std::find(all.begin(), all.end(), one) != all.end();
 }
 
 void require(bool fact, const char* what)
@@ -233,27 +242,40 @@ std::vector<std::string> World::received(unsigned int handle)
 
 std::vector<std::string> World::stored()
 {
-    const unsigned int handle = addSubscriber({}, 1);
-    require(waitFor(handle, "type 6"), "a replay does not end");
-    unsubscribe(handle);
-    return received(handle);
+    std::vector<std::string> all;
+    do
+    {
+        const unsigned int handle = addSubscriber({}, 1);
+        require(waitForReplay(handle), "a replay does not end");
+        unsubscribe(handle);
+        all = received(handle);
+    } while (!contains(all, REPLAY_COMPLETE));
+    return all;
+}
+
+// A run that ends while the replay is queued may leave the rest of it to the next record, which then purges a full
+// queue.
+bool World::waitForReplay(unsigned int handle)
+{
+    return waitForOneOf(handle, {REPLAY_COMPLETE, OVERFLOW});
 }
 
 bool World::hasReceived(unsigned int handle, const std::string& what)
 {
-    const std::vector<std::string> all = received(handle);
-    return std::find(all.begin(), all.end(), what) != all.end();
+    return contains(received(handle), what);
 }
 
 bool World::waitFor(unsigned int handle, const std::string& what)
 {
-    const auto has = [&]
-    {
-        const std::vector<std::string>& all = _received[handle];
-        return std::find(all.begin(), all.end(), what) != all.end();
-    };
-    waitUntil([&] { return has() || FaultLayer::serviceThreads() == 0; });
-    return hasReceived(handle, what);
+    return waitForOneOf(handle, {what});
+}
+
+bool World::waitForOneOf(unsigned int handle, const std::vector<std::string>& whats)
+{
+    const auto hasOne = [&](const std::vector<std::string>& all)
+    { return std::find_first_of(all.begin(), all.end(), whats.begin(), whats.end()) != all.end(); };
+    waitUntil([&] { return hasOne(_received[handle]) || FaultLayer::serviceThreads() == 0; });
+    return hasOne(received(handle));
 }
 
 bool World::waitFor(unsigned int handle, size_t count)
@@ -265,6 +287,12 @@ bool World::waitFor(unsigned int handle, size_t count)
 void World::waitForRest()
 {
     waitUntil([] { return FaultLayer::isServiceThreadWaiting() || FaultLayer::serviceThreads() == 0; });
+}
+
+void World::waitForRuns(unsigned int held)
+{
+    // Each run has its delivery token.
+    waitUntil([held] { return FaultLayer::heldMutexes() <= held; });
 }
 
 void World::waitUntil(const std::function<bool()>& fact)
@@ -350,7 +378,7 @@ void World::checkEntries(Facts& facts)
     facts.entriesWork =
         registerHandler(id) == OrvOk && newHandle(handle) == OrvOk && newHandle(subtreeHandle) == OrvOk &&
         subscribe(id, handle, LegacyFilter(), 1) == OrvOk && subscribeSubtree(id, subtreeHandle, everything) == OrvOk &&
-        waitFor(handle, "type 6") && query(table().getOldestBufferTimestamp, time) == OrvOk && time != 0 &&
+        waitForReplay(handle) && query(table().getOldestBufferTimestamp, time) == OrvOk && time != 0 &&
         query(table().getLastAgedNotificationTime, time) == OrvOk &&
         query(table().getBufferCreationTime, time) == OrvOk && time != 0 && unsubscribe(handle) == OrvOk &&
         unregisterHandler(id) == OrvOk && unsubscribe(subtreeHandle) == OrvNotFound;

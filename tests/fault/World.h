@@ -78,6 +78,8 @@ public:
     // Waits until the service thread is through with its batch, or has ended. To be called when a record of the batch
     // has been received.
     void waitForRest();
+    // Waits until no delivery run is going but those that a test holds. To be called behind waitForRest.
+    void waitForRuns(unsigned int held = 0);
     // Waits for a fact that a subscriber's record, a call of the framework or the end of the service thread brings.
     void waitUntil(const std::function<bool()>& fact);
     void wake();
@@ -109,6 +111,8 @@ public:
 
 private:
     static OrvReturnT notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1* record);
+    bool waitForOneOf(unsigned int handle, const std::vector<std::string>& whats);
+    bool waitForReplay(unsigned int handle);
     void checkEntries(Facts& facts);
 
     bool _initialised;
