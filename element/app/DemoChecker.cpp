@@ -1,10 +1,14 @@
 #include "DemoChecker.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace OrvElement
 {
 
-DemoChecker::DemoChecker(DemoRecorder& recorder, std::FILE* output, long timeout)
-    : _recorder(recorder), _output(output), _timeout(timeout)
+DemoChecker::DemoChecker(DemoRecorder& recorder, std::FILE* output, long timeout, std::function<void()> nudge,
+                         long stall)
+    : _recorder(recorder), _output(output), _timeout(timeout), _nudge(std::move(nudge)), _stall(stall)
 {
 }
 
@@ -40,7 +44,7 @@ void DemoChecker::check(bool right, const std::string& statement)
 // Waits until expectedNumber records have come, and shows those that have not been shown.
 void DemoChecker::showNew(const std::string& subscriber, size_t expectedNumber)
 {
-    const std::vector<std::string> received = _recorder.waitFor(subscriber, expectedNumber, _timeout);
+    const std::vector<std::string> received = waitFor(subscriber, expectedNumber);
     const std::vector<std::string>& expected = _expected[subscriber];
     size_t& shown = _shown[subscriber];
     for (; shown < received.size(); ++shown)
@@ -54,6 +58,19 @@ void DemoChecker::showNew(const std::string& subscriber, size_t expectedNumber)
     {
         check(false, subscriber + " did not receive " + expected[missing]);
     }
+}
+
+// A record that arrives in the moment in which a delivery run ends waits for the next one, which the nudge brings.
+std::vector<std::string> DemoChecker::waitFor(const std::string& subscriber, size_t number)
+{
+    long left = _timeout;
+    std::vector<std::string> received = _recorder.waitFor(subscriber, number, std::min(_stall, left));
+    for (left -= _stall; received.size() < number && left > 0; left -= _stall)
+    {
+        _nudge();
+        received = _recorder.waitFor(subscriber, number, std::min(_stall, left));
+    }
+    return received;
 }
 
 }  // namespace OrvElement

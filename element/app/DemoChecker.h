@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -20,8 +21,10 @@ public:
     // What subscribers should receive in one step: names, and summaries of records in order.
     typedef std::vector<std::pair<std::string, std::vector<std::string>>> Step;
 
-    // timeout: milliseconds that a record may take.
-    DemoChecker(DemoRecorder& recorder, std::FILE* output, long timeout);
+    // timeout: milliseconds that a record may take. nudge is called after each stall, in milliseconds too, in which it
+    // has not come.
+    DemoChecker(DemoRecorder& recorder, std::FILE* output, long timeout, std::function<void()> nudge,
+                long stall = 2000);
 
     // Waits for the records of the step, shows them, and compares.
     void expect(const Step& step);
@@ -39,10 +42,13 @@ public:
 
 private:
     void showNew(const std::string& subscriber, size_t expectedNumber);
+    std::vector<std::string> waitFor(const std::string& subscriber, size_t number);
 
     DemoRecorder& _recorder;
     std::FILE* const _output;
     const long _timeout;
+    const std::function<void()> _nudge;
+    const long _stall;
     std::map<std::string, std::vector<std::string>> _expected;  // of all steps so far, by subscriber
     std::map<std::string, size_t> _shown;                       // how many of a subscriber's records have been shown
     unsigned int _failures = 0;

@@ -59,7 +59,7 @@ ElementOptions demoOptions(ElementOptions options)
 }  // namespace
 
 DemoCommand::DemoCommand(const ElementOptions& options)
-    : _options(demoOptions(options)), _checker(_recorder, stdout, TIMEOUT)
+    : _options(demoOptions(options)), _checker(_recorder, stdout, TIMEOUT, [this] { _subscribers->nudge(); })
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include <Poco/Timestamp.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -150,8 +151,7 @@ void SubscriberSet::add(const SubscriptionSpec& spec)
     std::unique_ptr<SubtreeFilter> subtree = makeSubtree(spec);
     unsigned int handle = 0;
     _service->getSubscriptionHandle(&handle);
-    const auto subscriber =
-        std::make_shared<Subscriber>(Subscriber{this, spec.name, handle, false, std::move(subtree)});
+    const auto subscriber = std::make_shared<Subscriber>(Subscriber{this, spec.name, handle, 0, std::move(subtree)});
     _subscribers.emplace(spec.name, subscriber);
     HandleTable& table = HandleTable::instance();
     {
@@ -182,16 +182,17 @@ void SubscriberSet::remove(const std::string& name)
 
 void SubscriberSet::settle(long timeout)
 {
-    waitForSilence(timeout);
+    waitForSilence(SILENCE, timeout, Until::Silence);
 }
 
 // How it is known that nothing is on its way any more: a record of the type that passes every subscription, whatever
-// its filter and its stop time, goes through the service behind everything else, and each subscriber sees it.
+// its filter and its stop time, goes through the service behind everything else, and each subscriber sees it. Its
+// number tells it from those of earlier calls, of which some may still be on their way.
 //
 // Two properties of the service need care. A record that arrives at a full backlog throws the backlog away, so the
 // marker is only sent once the handler has been silent for a while, when the backlogs are empty. And a record that
 // arrives in the moment in which a delivery run ends waits for the next arrival, so the marker is sent again after each
-// further silence.
+// further silence, twice as long as the last, since a slow subscriber is silent too.
 void SubscriberSet::flush(long timeout)
 {
     if (_subscribers.empty())
@@ -200,17 +201,13 @@ void SubscriberSet::flush(long timeout)
     }
     {
         const Lock lock(_mutex);
-        for (const auto& entry : _subscribers)
-        {
-            entry.second->reached = false;
-        }
+        ++_flushes;
     }
-    const long attempts = timeout / SILENCE + 1;
-    bool moving = waitForSilence(timeout);
-    for (long attempt = 0; attempt < attempts && moving; ++attempt)
+    bool moving = waitForSilence(SILENCE, timeout, Until::Silence);
+    for (long silence = SILENCE; moving; silence = std::min(2 * silence, timeout))
     {
-        pushMarker();
-        moving = waitForSilence(timeout);
+        nudge();
+        moving = waitForSilence(silence, timeout, Until::Reached) && silence < timeout;
         const Lock lock(_mutex);
         if (lateNames().empty())
         {
@@ -260,7 +257,7 @@ void SubscriberSet::accept(Subscriber& subscriber, const OrvOamSpiNbiNotificatio
     if (isMarker(record))
     {
         const Lock lock(_mutex);
-        subscriber.reached = true;
+        subscriber.reached = std::max(subscriber.reached, record.sequenceNumber);
         return;
     }
     _onRecord(subscriber.name, record);
@@ -317,7 +314,7 @@ void SubscriberSet::unsubscribe(Subscriber& subscriber)
     subscriber.subtree.reset();
 }
 
-void SubscriberSet::pushMarker()
+void SubscriberSet::nudge()
 {
     for (const auto& entry : _subscribers)
     {
@@ -339,6 +336,10 @@ void SubscriberSet::push(int32_t type)
     // Later than everything, so that no clock change makes the service refuse it.
     marker.eventTime = std::numeric_limits<int64_t>::max();
     marker.dn = &dn[0];
+    {
+        const Lock lock(_mutex);
+        marker.sequenceNumber = _flushes;
+    }
     marker.notificationType = type;
     const OrvReturnT code = _service->pushNotification(marker);
     if (code != OrvOk)
@@ -347,16 +348,16 @@ void SubscriberSet::push(int32_t type)
     }
 }
 
-// True once no call has run for SILENCE, or all subscribers have seen the marker; false if for `timeout` milliseconds
-// no call has begun while one runs.
-bool SubscriberSet::waitForSilence(long timeout)
+// True once no call has run for `silence` milliseconds, or if wanted all subscribers have seen the marker; false if for
+// `timeout` milliseconds no call has begun while one runs.
+bool SubscriberSet::waitForSilence(long silence, long timeout, Until until)
 {
     const Lock lock(_mutex);
     uint64_t seen = _calls;
     Poco::Timestamp lastCall;
-    while (!lateNames().empty())
+    while (until == Until::Silence || !lateNames().empty())
     {
-        const bool woken = _progress.tryWait(_mutex, SILENCE);
+        const bool woken = _progress.tryWait(_mutex, silence);
         if (!woken && _callsRunning == 0)
         {
             return true;
@@ -379,7 +380,7 @@ std::string SubscriberSet::lateNames() const
     std::string names;
     for (const auto& entry : _subscribers)
     {
-        if (!entry.second->reached)
+        if (entry.second->reached != _flushes)
         {
             names += (names.empty() ? "" : ", ") + entry.first;
         }

@@ -23,9 +23,9 @@ namespace OrvElement
 //
 // The service calls a handler with nothing but the subscription's handle, so a table of the process leads from a handle
 // to its subscriber; a subscriber stands in it before its subscription begins and until it has ended.
-// Threads:   add, remove, flush and the destructor on one thread; onRecord on pool threads of the service, one call at
-//            a time for one subscription, several at a time for several. onRecord must call nothing of the service but
-//            pushNotification and the three time queries.
+// Threads:   add, remove, flush, nudge and the destructor on one thread; onRecord on pool threads of the service, one
+//            call at a time for one subscription, several at a time for several. onRecord must call nothing of the
+//            service but pushNotification and the three time queries.
 // Ownership: a record is valid during onRecord only. The service must run until this object's end, and the model must
 //            live as long. The trees of a subtree filter are made before the service sees them, and freed when it has
 //            removed the subscription, or has refused it.
@@ -63,6 +63,10 @@ public:
     // the late ones, if nothing has moved for timeout milliseconds.
     void flush(long timeout);
 
+    // Brings the service a marker, which onRecord does not see and which enters the replay buffer: a record that
+    // arrived in the moment in which a delivery run ended waits for the next.
+    void nudge();
+
     SubscriberSet(const SubscriberSet&) = delete;
     SubscriberSet& operator=(const SubscriberSet&) = delete;
 
@@ -72,11 +76,16 @@ private:
         SubscriberSet* set;
         std::string name;
         unsigned int handle;
-        bool reached;                            // the marker of the running flush; guarded by the set's mutex
+        uint32_t reached;                        // number of the last flush whose marker came; by the set's mutex
         std::unique_ptr<SubtreeFilter> subtree;  // null for another filter; the adding and removing thread's
     };
     struct HandleTable;
     class CallScope;
+    enum class Until
+    {
+        Silence,
+        Reached
+    };
 
     static OrvReturnT notify(unsigned int handle, OrvOamSpiNbiNotificationValue_1* record);
     static std::shared_ptr<Subscriber> find(unsigned int handle);
@@ -85,9 +94,8 @@ private:
     std::unique_ptr<SubtreeFilter> makeSubtree(const SubscriptionSpec& spec) const;
     OrvReturnT subscribe(const SubscriptionSpec& spec, const Subscriber& subscriber);
     void unsubscribe(Subscriber& subscriber);
-    void pushMarker();
     void push(int32_t type);
-    bool waitForSilence(long timeout) ORV_EXCLUDES(_mutex);
+    bool waitForSilence(long silence, long timeout, Until until) ORV_EXCLUDES(_mutex);
     std::string lateNames() const ORV_REQUIRES(_mutex);
 
     const YangModel& _model;
@@ -100,6 +108,7 @@ private:
     Poco::Condition _progress;  // a call of the handler began or ended
     uint64_t _calls ORV_GUARDED_BY(_mutex) = 0;
     unsigned int _callsRunning ORV_GUARDED_BY(_mutex) = 0;
+    uint32_t _flushes ORV_GUARDED_BY(_mutex) = 0;
 };
 
 }  // namespace OrvElement

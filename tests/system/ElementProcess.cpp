@@ -21,6 +21,9 @@ namespace
 
 // Milliseconds without a byte of output.
 const int TIMEOUT = 60000;
+const int STALL = 2000;
+
+const char* const NUDGE = "nudge ";
 
 struct Pipe
 {
@@ -132,18 +135,24 @@ void ElementProcess::signal(int number)
 
 std::string ElementProcess::readLine()
 {
-    size_t end = 0;
-    while ((end = _unread.find('\n')) == std::string::npos)
+    while (true)
     {
-        if (!readMore())
+        size_t end = 0;
+        while ((end = _unread.find('\n')) == std::string::npos)
         {
-            throw std::runtime_error("the output has ended; standard error: " + errors());
+            if (!readMore())
+            {
+                throw std::runtime_error("the output has ended; standard error: " + errors());
+            }
+        }
+        const std::string line = _unread.substr(0, end);
+        _unread.erase(0, end + 1);
+        if (line.find(NUDGE) == std::string::npos)
+        {
+            _lines.push_back(line);
+            return line;
         }
     }
-    const std::string line = _unread.substr(0, end);
-    _unread.erase(0, end + 1);
-    _lines.push_back(line);
-    return line;
 }
 
 std::string ElementProcess::readUntil(const std::string& text)
@@ -166,13 +175,17 @@ int ElementProcess::finish()
 
 int ElementProcess::wait()
 {
+    _nudge = nullptr;
     while (_output != -1 && readMore())
     {
     }
     std::istringstream rest(_unread);
     for (std::string line; std::getline(rest, line);)
     {
-        _lines.push_back(line);
+        if (line.find(NUDGE) == std::string::npos)
+        {
+            _lines.push_back(line);
+        }
     }
     _unread.clear();
     int status = 0;
@@ -203,8 +216,7 @@ std::string ElementProcess::errors() const
 // False at the end of output.
 bool ElementProcess::readMore()
 {
-    pollfd descriptor = {_output, POLLIN, 0};
-    if (poll(&descriptor, 1, TIMEOUT) != 1)
+    if (!waitForOutput())
     {
         throw std::runtime_error("the program hangs; standard error: " + errors());
     }
@@ -215,6 +227,23 @@ bool ElementProcess::readMore()
         _unread.append(buffer, static_cast<size_t>(length));
     }
     return length > 0;
+}
+
+bool ElementProcess::waitForOutput()
+{
+    pollfd descriptor = {_output, POLLIN, 0};
+    for (int left = TIMEOUT; left > 0; left -= STALL)
+    {
+        if (poll(&descriptor, 1, STALL) == 1)
+        {
+            return true;
+        }
+        if (_nudge)
+        {
+            _nudge(NUDGE + std::to_string(++_nudges));
+        }
+    }
+    return false;
 }
 
 Outcome runElement(const std::vector<std::string>& arguments, const std::vector<std::string>& input)

@@ -36,6 +36,11 @@ public:
     void closeOutput();
     void signal(int number);
 
+    // A record that arrives in the moment in which a delivery run ends waits for the next one. So when a line has not
+    // come for two seconds this is called to bring one: an edit that gives eth0 the description. No line with it is
+    // shown.
+    void nudgeWith(const std::function<void(const std::string& description)>& edit) { _nudge = edit; }
+
     // The next line of standard output; throws at its end.
     std::string readLine();
     // Reads lines until one has the text, and gives that line.
@@ -59,6 +64,7 @@ public:
 
 private:
     bool readMore();
+    bool waitForOutput();
 
     TemporaryDirectory _directory;
     TemporaryDirectory _errorDirectory;
@@ -67,6 +73,8 @@ private:
     pid_t _pid = -1;
     int _input = -1;
     int _output = -1;
+    std::function<void(const std::string& description)> _nudge;
+    int _nudges = 0;
     std::string _unread;
     std::vector<std::string> _lines;
 };

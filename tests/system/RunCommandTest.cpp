@@ -90,6 +90,17 @@ size_t lineBreaks(const std::string& text)
 class RunCommand : public testing::Test
 {
 protected:
+    void nudgeByInput(ElementProcess& process)
+    {
+        process.nudgeWith([this, &process](const std::string& description)
+                          { process.writeLine(directory.write(description + ".xml", describeEth0(description))); });
+    }
+    void nudgeByFile(ElementProcess& process, const TemporaryDirectory& watched)
+    {
+        process.nudgeWith([&watched](const std::string& description)
+                          { watched.write(description + ".xml", describeEth0(description)); });
+    }
+
     TemporaryDirectory directory;
 };
 
@@ -147,6 +158,7 @@ TEST_F(RunCommand, AppliesFurtherEditsFromStandardInputToItsEnd)
 TEST_F(RunCommand, PrintsARecordAsSoonAsItsEditIsApplied)
 {
     ElementProcess process(runArguments({"--subscribe", "name=all"}));
+    nudgeByInput(process);
     process.writeLine(directory.write("first.xml", describeEth0("one")));
     EXPECT_THAT(process.readLine(), HasSubstr("description=\"one\""));
     process.writeLine(directory.write("second.xml", describeEth0("two")));
@@ -193,6 +205,7 @@ TEST_F(RunCommand, HoldsAConditionOfASubtreeFilterAgainstThePresentData)
     // The later subscription is told of a change after the earlier one's filter has judged it.
     ElementProcess process(
         runArguments({"--subscribe", "name=up;subtree=/interfaces/interface[enabled='true']", "name=all"}));
+    nudgeByInput(process);
     for (const auto& [name, enabled] :
          {std::pair<const char*, const char*>("eth1", "true"), {"eth0", "false"}, {"eth1", "false"}, {"eth0", "true"}})
     {
@@ -226,6 +239,7 @@ TEST_F(RunCommand, DerivesARecordForEachLeafOfADeletedSubtreeAndStillEnds)
 TEST_F(RunCommand, TakesAndEndsSubtreeFiltersWhileItRuns)
 {
     ElementProcess process(runArguments());
+    nudgeByInput(process);
     process.writeLine("subscribe name=a;subtree=/interfaces/interface[name='eth0']/description");
     process.writeLine(
         "subscribe name=b;subtree=<interfaces "
@@ -256,6 +270,7 @@ TEST_F(RunCommand, PublishesNothingForAnEditWithoutEffect)
 TEST_F(RunCommand, ReplaysToASubscriptionThatComesLater)
 {
     ElementProcess process(runArguments({"--subscribe", "name=live"}));
+    nudgeByInput(process);
     process.writeLine(directory.write("edit.xml", describeEth0("one")));
     process.readLine();
     process.writeLine("subscribe name=late;start=-1h");
@@ -281,11 +296,16 @@ TEST_F(RunCommand, EndsASubscriptionAtItsStopTimeAndBeatsUntilThen)
 
 TEST_F(RunCommand, DiscardsTheReplayBufferAtAClockChange)
 {
-    const Outcome outcome =
-        runElement(runArguments({"--subscribe", "name=all", "--edit", directory.write("e.xml", describeEth0("one"))}),
-                   {"clock-change", "subscribe name=late;start=-1h", directory.write("f.xml", describeEth0("two"))});
-    EXPECT_EQ(outcome.code, 0);
-    std::vector<std::string> found = subscriptionsAndTypes(outcome.lines);
+    ElementProcess process(runArguments({"--subscribe", "name=all"}));
+    nudgeByInput(process);
+    process.writeLine(directory.write("e.xml", describeEth0("one")));
+    process.readUntil("description=\"one\"");
+    process.writeLine("clock-change");
+    process.readUntil("discardedOld");
+    process.writeLine("subscribe name=late;start=-1h");
+    process.writeLine(directory.write("f.xml", describeEth0("two")));
+    EXPECT_EQ(process.finish(), 0);
+    std::vector<std::string> found = subscriptionsAndTypes(process.lines());
     std::stable_sort(found.begin(), found.end(),
                      [](const std::string& left, const std::string& right)
                      { return left.substr(0, 3) < right.substr(0, 3); });
@@ -327,6 +347,7 @@ TEST_F(RunCommand, TakesEditsFromAWatchedDirectoryInTheOrderOfTheirNames)
     // The first edit, by option, shows that the element is up; the directory is watched from before that.
     ElementProcess process(runArguments({"--subscribe", "name=all", "--watch", watched.path(), "--edit",
                                          directory.write("ready.xml", describeEth0("ready"))}));
+    nudgeByFile(process, watched);
     process.readUntil("ready");
     watched.write("ignored.txt", describeEth0("ignored"));
     watched.write("1.xml", describeEth0("one"));
@@ -346,6 +367,7 @@ TEST_F(RunCommand, DoesNotEndWithItsInputWhileItWatchesADirectory)
     const TemporaryDirectory watched;
     ElementProcess process(runArguments({"--subscribe", "name=all", "--watch", watched.path(), "--edit",
                                          directory.write("ready.xml", describeEth0("ready"))}));
+    nudgeByFile(process, watched);
     process.closeInput();
     process.readUntil("ready");
     watched.write("1.xml", describeEth0("one"));

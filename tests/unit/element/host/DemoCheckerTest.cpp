@@ -38,7 +38,7 @@ protected:
     size_t size = 0;
     std::FILE* stream = open_memstream(&buffer, &size);
     DemoRecorder recorder;
-    DemoChecker checker{recorder, stream, 0};
+    DemoChecker checker{recorder, stream, 0, [] { ADD_FAILURE() << "nudged"; }};
 };
 
 TEST_F(DemoCheckerTest, IsContentIfEverybodyReceivesExactlyWhatIsExpected)
@@ -59,6 +59,34 @@ TEST_F(DemoCheckerTest, FindsAMissingRecord)
     checker.expect({{"a", {"replayGap", "replayComplete"}}});
     EXPECT_EQ(checker.failures(), 1u);
     EXPECT_THAT(output(), HasSubstr("WRONG: a did not receive replayComplete"));
+}
+
+TEST_F(DemoCheckerTest, NudgesUntilARecordThatIsLateHasCome)
+{
+    int nudges = 0;
+    DemoChecker patient(
+        recorder, stream, 60000,
+        [&]
+        {
+            if (++nudges == 2)
+            {
+                receive("a", replayGap);
+            }
+        },
+        1);
+    patient.expect({{"a", {"replayGap"}}});
+    EXPECT_EQ(nudges, 2);
+    EXPECT_EQ(patient.failures(), 0u);
+}
+
+TEST_F(DemoCheckerTest, NudgesNoLongerThanARecordMayTake)
+{
+    int nudges = 0;
+    DemoChecker impatient(
+        recorder, stream, 3, [&] { ++nudges; }, 1);
+    impatient.expect({{"a", {"replayGap"}}});
+    EXPECT_EQ(nudges, 2);
+    EXPECT_EQ(impatient.failures(), 1u);
 }
 
 TEST_F(DemoCheckerTest, FindsAnotherRecordThanExpected)

@@ -534,6 +534,29 @@ TEST_F(SubscriberSetTest, FlushSendsTheMarkerAgainToASubscriberThatItDidNotReach
     EXPECT_EQ(pushes, 3);
 }
 
+TEST_F(SubscriberSetTest, FlushDoesNotTakeTheMarkerOfAnEarlierOneForItsOwn)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    set.add(named("a"));
+    OrvOamSpiNbiNotificationValue_1 earlier = {};
+    service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        earlier = record;
+        earlier.dn = nullptr;
+        service.deliver(101, record);
+    };
+    set.flush(TIMEOUT);
+    int pushes = 0;
+    service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record)
+    {
+        OrvOamSpiNbiNotificationValue_1 late = earlier;
+        late.dn = record.dn;
+        service.deliver(101, ++pushes == 3 ? record : late);
+    };
+    set.flush(TIMEOUT);
+    EXPECT_EQ(pushes, 3);
+}
+
 TEST_F(SubscriberSetTest, FlushNamesTheSubscribersThatItCannotReach)
 {
     SubscriberSet set(service.portal, model(), recorder());
@@ -577,6 +600,16 @@ TEST_F(SubscriberSetTest, FlushFailsIfTheMarkerCannotBePushed)
     set.add(named("a"));
     service.pushCode = OrvNotRunning;
     EXPECT_THROW(set.flush(TIMEOUT), ElementError);
+}
+
+TEST_F(SubscriberSetTest, NudgesWithAMarkerAndDoesNotWaitForIt)
+{
+    SubscriberSet set(service.portal, model(), recorder());
+    set.add(named("a"));
+    std::vector<int32_t> pushed;
+    service.onPush = [&](OrvOamSpiNbiNotificationValue_1& record) { pushed.push_back(record.notificationType); };
+    set.nudge();
+    EXPECT_THAT(pushed, ElementsAre(notificationComplete));
 }
 
 TEST_F(SubscriberSetTest, SettlesWithoutPushingAnything)
