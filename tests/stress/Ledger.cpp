@@ -154,15 +154,19 @@ bool Ledger::waitForRoom(unsigned int producer)
         return ending() || (_completed[producer].load() - std::min(settled, _completed[producer].load()) < ROOM &&
                             (running() || _refusals[producer].load() < REFUSALS));
     };
-    if (!room())
+    if (room())
     {
-        std::unique_lock<std::mutex> lock(_waitMutex);
-        ++_waitingForRoom;
-        if (!_room.wait_for(lock, std::chrono::seconds(TIMEOUT_SECONDS), room))
-        {
-            hang("producer " + std::to_string(producer) + " got no room: the service does not go on");
-        }
-        --_waitingForRoom;
+        _stalls[producer] = 0;
+        return !ending();
+    }
+    std::unique_lock<std::mutex> lock(_waitMutex);
+    ++_waitingForRoom;
+    const bool hasRoom = _room.wait_for(lock, std::chrono::seconds(STALL_SECONDS), room);
+    --_waitingForRoom;
+    _stalls[producer] = hasRoom ? 0 : _stalls[producer] + 1;
+    if (_stalls[producer] * STALL_SECONDS >= TIMEOUT_SECONDS)
+    {
+        hang("producer " + std::to_string(producer) + " got no room: the service does not go on");
     }
     return !ending();
 }

@@ -68,7 +68,8 @@ public:
     // For the one thread of the producer. begin gives the mark of the next record; push it and call end.
     Mark begin(unsigned int producer);
     void end(const Mark& mark, OrvReturnT answer);
-    // Waits while too much is on its way, or while a restart goes on after some refusals. False at the end of the run.
+    // Waits while too much is on its way, or while a restart goes on after some refusals, but not long: what is on its
+    // way may be a record that a run has missed as it ended, and that waits for the next. False at the end of the run.
     bool waitForRoom(unsigned int producer);
 
     Numbers begun() const { return read(_begun); }
@@ -146,6 +147,7 @@ private:
     static constexpr uint64_t WAKE_EVERY = 128;  // pushes
     static constexpr size_t CHANGES_KEPT = 256;
     static constexpr int TIMEOUT_SECONDS = 120;  // turns a hang into a failure
+    static constexpr int STALL_SECONDS = 2;
 
     static Numbers read(const Counters& counters);
     int64_t drawStamp();
@@ -160,6 +162,7 @@ private:
     Counters _processed{};
     Counters _credit{};  // what no longer counts as on its way although the witness has not seen it
     Counters _refusals{};
+    std::array<int, PRODUCERS> _stalls{};  // in a row, in which a producer got no room; the producer's
     std::array<std::atomic<int64_t>, PRODUCERS> _stampInHand{};  // 0 while no push is made
     std::atomic<int64_t> _lastStamp{0};
     std::atomic<int64_t> _longestPush{0};

@@ -109,6 +109,16 @@ TEST_F(LedgerTest, CountsTheChangesThatWereToldToWhoEndsLater)
     EXPECT_EQ(0u, ledger.told(last, last, 0));
 }
 
+TEST_F(LedgerTest, LetsOneRecordPassWhenNothingMoves)
+{
+    for (int i = 0; i < 64; ++i)
+    {
+        EXPECT_TRUE(ledger.waitForRoom(0));
+        push();
+    }
+    EXPECT_TRUE(ledger.waitForRoom(0)) << "what is on its way may wait for it";
+}
+
 TEST_F(LedgerTest, StopsWaitingAtTheEndOfTheRun)
 {
     EXPECT_TRUE(ledger.waitUntil([] { return true; }));
