@@ -30,8 +30,12 @@ void CallPlan::whenCalled(const std::string& name, std::function<void()> action)
 
 void CallPlan::intercept(Interceptor interceptor)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
+    std::unique_lock<std::mutex> lock(_mutex);
     _interceptor = std::move(interceptor);
+    if (!_interceptor)
+    {
+        _intercepted.wait(lock, [this] { return _intercepting == 0; });
+    }
 }
 
 int CallPlan::pass(const std::string& name)
@@ -39,9 +43,18 @@ int CallPlan::pass(const std::string& name)
     Interceptor interceptor;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
+        if (!_interceptor)
+        {
+            return 0;
+        }
         interceptor = _interceptor;
+        ++_intercepting;
     }
-    return interceptor ? interceptor(name) : 0;
+    const int answer = interceptor(name);
+    const std::lock_guard<std::mutex> lock(_mutex);
+    --_intercepting;
+    _intercepted.notify_all();
+    return answer;
 }
 
 int CallPlan::enter(const std::string& name)

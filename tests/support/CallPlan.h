@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -23,7 +24,8 @@ public:
     void succeed(const std::string& name);
 
     // From now on the function is asked at every call, on the calling thread and before anything else that was planned:
-    // 0, or what the call is to answer. Null takes it back.
+    // 0, or what the call is to answer. Null takes it back, and waits for calls of it that are under way: the function
+    // itself must not do that.
     typedef std::function<int(const std::string& name)> Interceptor;
     void intercept(Interceptor interceptor);
 
@@ -43,6 +45,8 @@ public:
 private:
     mutable std::mutex _mutex;
     Interceptor _interceptor;
+    unsigned int _intercepting = 0;
+    std::condition_variable _intercepted;
     std::map<std::string, unsigned int> _counts;
     std::map<std::string, std::map<unsigned int, int>> _failures;
     std::map<std::string, int> _permanentFailures;
