@@ -97,7 +97,8 @@ TEST(AllocationFault, InRfcFilterSubscribe)
 TEST(AllocationFault, InAnEventBatch)
 {
     sweepBoth(publishing(false), Actor::caller, {{dropped}, 2}, {{dropped}, 2});
-    sweepBoth(publishing(true), Actor::serviceThread, {{passed, dropped, threadEnded, terminated}, 20},
+    // Passed: without the name of a thread, if the pool has none that is free.
+    sweepBoth(publishing(true), Actor::serviceThread, {{dropped, threadEnded, terminated}, 20, 0, 0, {passed}},
               {{threadEnded, terminated}, 20, 0, 0, {dropped}});
     sweepBoth(publishing(true), Actor::poolThread, {}, {});
 }
@@ -111,13 +112,13 @@ TEST(AllocationFault, InAnOverflow)
 
 TEST(AllocationFault, InADerivedDelete)
 {
-    sweepBoth(derivingDeletes(), Actor::serviceThread, {{passed, dropped, threadEnded, terminated}, 2},
+    sweepBoth(derivingDeletes(), Actor::serviceThread, {{dropped, threadEnded, terminated}, 2, 0, 0, {passed}},
               {{threadEnded, terminated}, 2, 0, 0, {dropped}});
 }
 
 TEST(AllocationFault, InASelectionOfAttributes)
 {
-    sweepBoth(selectingAttributes(), Actor::serviceThread, {{passed, dropped, threadEnded, terminated}, 2},
+    sweepBoth(selectingAttributes(), Actor::serviceThread, {{dropped, threadEnded, terminated}, 2, 0, 0, {passed}},
               {{threadEnded, terminated}, 2, 0, 0, {dropped}});
 }
 
