@@ -359,6 +359,7 @@ Scenario changingTheClock()
                        {
                            world.serve();
                            world.deliver(record("A=1"));
+                           world.waitForRuns();
                        },
                        [](World& world)
                        {
